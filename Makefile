@@ -1,0 +1,36 @@
+# Thin wrapper over CMake: `make demo` builds and runs the demo, `make test`
+# builds and runs every test.
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+BUILD_RELEASE ?= build/release
+BUILD_TEST ?= build/test
+BUILD_SAN ?= build/sanitize
+
+.PHONY: all demo test test-sanitize bench install clean
+
+all:
+	cmake -S . -B $(BUILD_RELEASE) -DCMAKE_BUILD_TYPE=Release -DVORN3D_BUILD_TESTS=OFF
+	cmake --build $(BUILD_RELEASE) -j $(JOBS)
+
+demo: all
+	$(BUILD_RELEASE)/examples/vorn3d_demo $(ARGS)
+
+# Tests run in a Debug build so that the standard assertions are checked too.
+test:
+	cmake -S . -B $(BUILD_TEST) -DCMAKE_BUILD_TYPE=Debug -DVORN3D_BUILD_TESTS=ON
+	cmake --build $(BUILD_TEST) -j $(JOBS)
+	cd $(BUILD_TEST) && ctest --output-on-failure -j $(JOBS)
+
+test-sanitize:
+	cmake -S . -B $(BUILD_SAN) -DCMAKE_BUILD_TYPE=Debug -DVORN3D_BUILD_TESTS=ON -DVORN3D_SANITIZE=ON
+	cmake --build $(BUILD_SAN) -j $(JOBS)
+	cd $(BUILD_SAN) && ctest --output-on-failure -j $(JOBS)
+
+bench:
+	cmake -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DVORN3D_BUILD_TESTS=OFF -DVORN3D_BUILD_BENCH=ON
+	cmake --build build/bench -j $(JOBS)
+
+install: all
+	cmake --install $(BUILD_RELEASE) $(if $(PREFIX),--prefix $(PREFIX),)
+
+clean:
+	rm -rf build

@@ -1,0 +1,80 @@
+#include "tools.h"
+
+#include <iostream>
+#include <map>
+
+#include "vorn3d_export.h"
+
+VornException::~VornException() = default;
+
+const char* VornException::what() const noexcept
+{
+	return "\n  VORN EXCEPTION due to a bug _or_ wrong usage of Vorn. If you think it is a "
+		   "\n  bug then please report this incident and it will be fixed quickly: "
+		   "bugs@vorn3d.org";
+}
+
+namespace VORN3D {
+
+void printWarning(const std::string& who, const std::string& message)
+{
+	std::cout << std::endl;
+	std::cout << "      " << who << ", WARNING: " << message << std::endl;
+}
+
+void printError(const std::string& who, const std::string& message)
+{
+	std::cout << std::endl;
+	std::cout << "      " << who << ", ERROR: " << message << std::endl;
+}
+
+void printHeadline(const std::string& title)
+{
+	const std::string stars(title.size() + 36, '*');
+	const std::string row(stars + "\n");
+	std::cout << "\n\n" << row << row << "                " << title << "\n" << row << row;
+}
+
+void goToHell(const std::string& reason)
+{
+	printError("goToHell", " reason: " + reason);
+	// Deliberate crash at this very spot, so that a debugger stops here.
+	volatile int* pNull = nullptr;
+	std::cout << *pNull << std::endl;
+	__builtin_trap();
+}
+
+void conditionFailed(const char* conditionText, const char* file, int line)
+{
+	printError("Vorn, ", std::string("Condition [ ") + conditionText + " failed ]");
+	std::cout << "      " << file << ":" << line << std::endl;
+	throw VornException();
+}
+
+} // namespace VORN3D
+
+namespace {
+// Created on first use so that counting works from static initialisers too.
+std::map<std::string, int>& counterTable()
+{
+	static std::map<std::string, int> table;
+	return table;
+}
+} // namespace
+
+VORN3D_API void benchCounter(std::string& name)
+{
+	std::map<std::string, int>& table(counterTable());
+	if(name != "GETCOUNTERS")
+	{
+		++table[name];
+		return;
+	}
+	std::cout << std::endl;
+	std::cout << "Counters: " << std::endl;
+	for(const auto& entry : table)
+	{
+		std::cout << entry.first << "\t" << entry.second << std::endl;
+	}
+	std::cout << std::endl;
+}
