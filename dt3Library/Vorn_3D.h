@@ -22,6 +22,7 @@
 namespace VORN3D {
 
 class Dt3;
+class Surface3;
 
 /// The Delaunay tetrahedralisation of a set of points.
 ///
@@ -76,6 +77,10 @@ public:
 	void show(const std::string& filename, Point3* pVtx = nullptr);
 	/// Switches the message printed at each bulk insertion.
 	void setVerbosity(bool b);
+	/// Hands a triangle surface to the triangulation, which owns it from now
+	/// on and deletes it when it is destroyed. The surface does not take part
+	/// in the insertion; insert its vertices explicitly if they are wanted.
+	void addSurface(Surface3* pSurface);
 
 private:
 	Dt3* pImpl;
