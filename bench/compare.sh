@@ -79,6 +79,11 @@ targets=(vorn3d_gen_points vorn3d_run_cgal vorn3d_run_tetgen)
 ((withVorn)) && targets+=(vorn3d_run_vorn)
 cmake --build "$OUT/peers" -j "$JOBS" --target "${targets[@]}"
 
+# The generator and the driver check themselves first (a few seconds): a
+# table is only worth something if a mismatch or a crash would show in it.
+say "self-test of the generator and the driver"
+python3 "$ROOT/bench/peers/test_peers.py" "$OUT/peers"
+
 compiler=$(cmake -LA -N "$OUT/peers" 2>/dev/null | sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p')
 compilerVersion=$("${compiler:-c++}" --version | head -n 1)
 
