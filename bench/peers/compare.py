@@ -166,6 +166,7 @@ def summarise(runs, programs):
         summary[prog] = {
             "median": statistics.median(float(r[0]["insert_s"]) for r in ok),
             "times": [float(r[0]["insert_s"]) for r in ok],
+            "loads": [r[0].get("load", "?") for r in ok],
             "cells": cells,
             "vertices": vertices,
             "peak_kib": max(int(r[0]["peak_kib"]) for r in ok),
@@ -257,7 +258,10 @@ def main():
             order = programs[rep % len(programs):] + programs[:rep % len(programs)]
             for prog in order:
                 log_path = os.path.join(logs, "%s-%s-%d.log" % (name.replace("^", ""), prog, rep + 1))
+                load = load_average().split()[0]
                 fields, status = run_one(exes[prog], point_file, timeout, log_path)
+                if fields:
+                    fields["load"] = load
                 runs[prog].append((fields, status))
                 shown = ("%s s, %s cells, %s MiB" % (fields["insert_s"], fields["cells"], fmt_mib(int(fields["peak_kib"])))
                          if fields else status)
@@ -330,10 +334,12 @@ def write_markdown(out, args, rows, programs, reps, started, finished, load_star
     lines.append("")
     lines.append("## All runs")
     lines.append("")
-    lines.append("Insertion seconds of every repetition, in run order; base = peak memory before the insertion "
-                 "(input loaded) in MiB; read-back = time to get the cells out afterwards (median).")
+    lines.append("Insertion seconds of every repetition, in run order, each with the machine's 1-minute load "
+                 "average when it started (2 cores: above 2 the run shared its core); base = peak memory "
+                 "before the insertion (input loaded) in MiB; read-back = time to get the cells out "
+                 "afterwards (median).")
     lines.append("")
-    lines.append("| set | program | runs (s) | base MiB | read-back s | vertices | failures |")
+    lines.append("| set | program | runs: s (load) | base MiB | read-back s | vertices | failures |")
     lines.append("|---|---|---|---|---|---|---|")
     for name, num_points, must_agree, summary, problems in rows:
         for p in programs:
@@ -342,7 +348,7 @@ def write_markdown(out, args, rows, programs, reps, started, finished, load_star
                 lines.append("| %s | %s | — | — | — | — | all runs failed |" % (name, labels[p]))
                 continue
             lines.append("| %s | %s | %s | %s | %.3f | %s | %s |" % (
-                name, labels[p], ", ".join("%.3f" % t for t in s["times"]), fmt_mib(s["base_kib"]),
+                name, labels[p], ", ".join("%.3f (%s)" % tl for tl in zip(s["times"], s["loads"])), fmt_mib(s["base_kib"]),
                 s["readback"], "/".join(str(v) for v in sorted(s["vertices"])), ", ".join(s["failures"]) or "none"))
     lines.append("")
     lines.append("## Machine and versions")
