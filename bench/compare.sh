@@ -25,17 +25,26 @@ JOBS=${JOBS:-2}
 # change the generated code.
 FLAGS="-g"
 
-command="bash bench/compare.sh${*:+ $*}"
+# The command line as the results will quote it (a note's text left out).
+command="bash bench/compare.sh"
 withVorn=1
 profilePoints=0
 passOn=()
 while (($#)); do
 	case "$1" in
-		--peers-only) withVorn=0 ;;
+		--note)
+			passOn+=("$1" "${2:-}")
+			command+=" --note ..."
+			shift ;;
+		--peers-only)
+			withVorn=0
+			command+=" $1" ;;
 		--profile)
 			profilePoints=100000
 			if [[ ${2:-} =~ ^[0-9]+$ ]]; then profilePoints=$2; shift; fi ;;
-		*) passOn+=("$1") ;;
+		*)
+			passOn+=("$1")
+			command+=" $1" ;;
 	esac
 	shift
 done
