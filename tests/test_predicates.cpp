@@ -777,13 +777,13 @@ TEST(SpherePredicate, AgreesWithExactArithmeticNearDegeneracies)
 	Generator gen(42);
 	StageTally tally;
 	Point3 aPoint[5];
-	for(int n = 0; n < 20000; ++n)
+	for(int n = 0; n < 15000; ++n)
 	{
 		// Five points on a common sphere, coordinates rounded to doubles.
 		gen.roundedSphere(aPoint, gen.uniform(0.1, 10.0), 10.0);
 		tally.checkInclusion(aPoint[0], aPoint[1], aPoint[2], aPoint[3], aPoint[4]);
 	}
-	for(int n = 0; n < 20000; ++n)
+	for(int n = 0; n < 15000; ++n)
 	{
 		// Exactly cospherical integers (signed permutations about an integer
 		// centre), one point moved by up to 2 ulps per coordinate.
@@ -792,7 +792,7 @@ TEST(SpherePredicate, AgreesWithExactArithmeticNearDegeneracies)
 		gen.jiggleOne(aPoint, 5);
 		tally.checkInclusion(aPoint[0], aPoint[1], aPoint[2], aPoint[3], aPoint[4]);
 	}
-	for(int n = 0; n < 15000; ++n)
+	for(int n = 0; n < 12000; ++n)
 	{
 		// Exactly cospherical about the origin with unrelated magnitudes, so
 		// the differences are inexact; sometimes jiggled.
@@ -800,7 +800,7 @@ TEST(SpherePredicate, AgreesWithExactArithmeticNearDegeneracies)
 		gen.jiggleOne(aPoint, 5);
 		tally.checkInclusion(aPoint[0], aPoint[1], aPoint[2], aPoint[3], aPoint[4]);
 	}
-	for(int n = 0; n < 20000; ++n)
+	for(int n = 0; n < 18000; ++n)
 	{
 		// Small grids: cospherical, coplanar and repeated points abound, and
 		// the query often has a corner's coordinates.
