@@ -54,7 +54,7 @@ public:
 	void writeBall(const Point3& center, double sqRadius);
 
 	/// Number of entries of colorArray and colorNames.
-	static const int numColors = 27;
+	static constexpr int numColors = 27;
 	/// The colour values "r g b a", and their names at the same index.
 	static const char* const colorArray[numColors];
 	static const char* const colorNames[numColors];
