@@ -112,10 +112,18 @@ if ((profilePoints)); then
 		--toggle-collect='VORN3D::Vorn_3D::insert*' \
 		"$OUT/peers/vorn3d_run_vorn" "$pointFile" >"$OUT/profile/run.log" 2>&1
 	grep VORN3D_BENCH_RESULT "$OUT/profile/run.log"
-	callgrind_annotate --inclusive=no "$OUT/profile/callgrind.out" >"$OUT/profile/self.txt"
-	callgrind_annotate --inclusive=yes "$OUT/profile/callgrind.out" >"$OUT/profile/inclusive.txt"
-	say "top functions by own instructions ($OUT/profile/self.txt)"
-	sed -n '1,45p' "$OUT/profile/self.txt"
+	# The library's debug information names its sources relative to the
+	# source tree as seen from its build folder; a link there lets
+	# callgrind_annotate find them for the line-by-line listing.
+	ln -sfn "$ROOT/dt3Library" "$OUT/lib/dt3Library"
+	(
+		cd "$ROOT"
+		callgrind_annotate --auto=no --inclusive=no "$OUT/profile/callgrind.out" >"$OUT/profile/self.txt"
+		callgrind_annotate --auto=no --inclusive=yes "$OUT/profile/callgrind.out" >"$OUT/profile/inclusive.txt"
+		callgrind_annotate --auto=yes "$OUT/profile/callgrind.out" >"$OUT/profile/lines.txt"
+	) 2>"$OUT/profile/annotate.log"
+	say "where the instructions go (details: $OUT/profile/{self,inclusive,lines}.txt)"
+	python3 "$ROOT/bench/peers/callgrind_summary.py" "$OUT/profile/self.txt" 15
 	exit 0
 fi
 
