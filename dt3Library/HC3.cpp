@@ -497,6 +497,7 @@ Tet3* HC3::getNearTet(const Point3& p)
 		block = vBlocks.size() - 1;
 		idx = vBlocks[block].size() - 1;
 	}
+	const size_t startBlock(block), startIdx(idx);
 	for(; block < vBlocks.size(); ++block, idx = 0)
 	{
 		const std::vector<IdxVtx*>& vBlock(vBlocks[block]);
@@ -507,6 +508,26 @@ Tet3* HC3::getNearTet(const Point3& p)
 			Tet3* pTet(pVtx->getOneTet());
 			if(pTet != nullptr) return pTet;
 		}
+	}
+	// Nothing meshed after the probe (e.g. a bulk batch whose new points all
+	// lie at the end of the curve): the nearest meshed vertex before it serves
+	// as well. Null only when no stored vertex has a cell yet.
+	block = startBlock;
+	idx = startIdx;
+	while(true)
+	{
+		if(idx == 0)
+		{
+			if(block == 0) break;
+			--block;
+			idx = vBlocks[block].size();
+			continue;
+		}
+		--idx;
+		const Point3* pVtx(vBlocks[block][idx]->pVtx);
+		ASSERT_CONDITION(pVtx!=0);
+		Tet3* pTet(pVtx->getOneTet());
+		if(pTet != nullptr) return pTet;
 	}
 	return nullptr;
 }
