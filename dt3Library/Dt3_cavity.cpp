@@ -39,6 +39,9 @@ void Dt3::flushHashCollisions()
 Tet3* Dt3::growAndFillCavity(Point3* pVtx)
 {
 	Tet3* pNewTet(nullptr);
+	// The neighbours are mostly far away in memory: each cell that joins the
+	// cavity asks for all four at once, long before they are tested.
+	for(int j = 0; j < 4; ++j) __builtin_prefetch(vStack.back()->getOppTet(j));
 	// Depth first over the cells in conflict; every facet towards a cell that
 	// is not in conflict (or towards the outside) gets a new cell.
 	while(!vStack.empty())
@@ -51,9 +54,10 @@ Tet3* Dt3::growAndFillCavity(Point3* pVtx)
 			if(pOppTet != nullptr)
 			{
 				if(pOppTet->hasBeenVisited) continue;
-				if(predicates.sphereInclusionTest(pOppTet, pVtx) != SIC_OUTSIDE)
+				if(sphereInclusion(pOppTet, pVtx) != SIC_OUTSIDE)
 				{
 					pOppTet->hasBeenVisited = true;
+					for(int j = 0; j < 4; ++j) __builtin_prefetch(pOppTet->getOppTet(j));
 					vStack.push_back(pOppTet);
 					markDoomed(pOppTet);
 					continue;
@@ -89,7 +93,7 @@ Tet3* Dt3::fillCavityOfDoomedTets(const std::vector<Tet3*>& vDoomedList, Point3*
 		{
 			// Only facets that face the new point bound the hole; the others
 			// lie behind it (visible hull facets) or in its plane.
-			if(predicates.getOrientation3(pDoomedTet, i, pVtx) != ORIENTATION3_POSITIVE) continue;
+			if(orientation(pDoomedTet, i, pVtx) != ORIENTATION3_POSITIVE) continue;
 			Tet3* pOppTet(pDoomedTet->getOppTet(i));
 			if(pOppTet != nullptr && pOppTet->hasBeenVisited) continue;
 			pNewTet = createTetFromFacet(pDoomedTet, i, pVtx);

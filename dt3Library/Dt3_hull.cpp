@@ -35,7 +35,7 @@ void Dt3::collectVisibleCHTets(Point3*& pVtx, Tet3* pTet, int opp3ICI, std::vect
 		Tet3* pCurTet(*it);
 		const int opp2ICI(it.getOpp2Index());
 		ASSERT_CONDITION(pCurTet->getOppTet(opp2ICI)==0);
-		if(predicates.getOrientation3(pCurTet, opp2ICI, pVtx) != ORIENTATION3_NEGATIVE) continue;
+		if(orientation(pCurTet, opp2ICI, pVtx) != ORIENTATION3_NEGATIVE) continue;
 		for(int k = 0; k < 4; ++k)
 		{
 			if(k == opp2ICI) continue;
@@ -54,7 +54,7 @@ void Dt3::splitCHTets(const std::vector<Tet3*>& vCHTets, std::vector<Tet3*>& vCH
 		// A cell with several visible facets can be listed more than once;
 		// once removed it must not be removed (and later refilled) again.
 		if(pTet->hasBeenVisited) continue;
-		if(predicates.sphereInclusionTest(pTet, pVtx) == SIC_OUTSIDE)
+		if(sphereInclusion(pTet, pVtx) == SIC_OUTSIDE)
 		{
 			vCHTetsKeep.push_back(pTet);
 		}
@@ -76,7 +76,7 @@ void Dt3::splitCHTets(const std::vector<Tet3*>& vCHTets, std::vector<Tet3*>& vCH
 		{
 			Tet3* pOppTet(pCurTet->getOppTet(i));
 			if(pOppTet == nullptr || pOppTet->hasBeenVisited) continue;
-			if(predicates.sphereInclusionTest(pOppTet, pVtx) == SIC_OUTSIDE) continue;
+			if(sphereInclusion(pOppTet, pVtx) == SIC_OUTSIDE) continue;
 			pOppTet->setCustomIndex(-1);
 			vDoomedTets.push_back(pOppTet);
 			pOppTet->hasBeenVisited = true;
@@ -99,7 +99,7 @@ Tet3* Dt3::createCHTets(const std::vector<Tet3*>& vCHTetsKeep, Point3* pVtx)
 			// A facet that has a neighbour by now got its cell when the same
 			// cell was listed before.
 			if(pCHTet->getOppTet(ith) != nullptr) continue;
-			const Orientation3 orient(predicates.getOrientation3(pCHTet, ith, pVtx));
+			const Orientation3 orient(orientation(pCHTet, ith, pVtx));
 			if(orient == ORIENTATION3_POSITIVE || orient == ORIENTATION3_COPLANAR) continue;
 			ASSERT_CONDITION(orient==ORIENTATION3_NEGATIVE);
 			// The new cell lies beyond the facet: the facet's corners in the

@@ -32,7 +32,7 @@ int Dt3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet)
 			std::cout << "watchDog: bad point" << std::endl;
 			return -99;
 		}
-		const Orientation3 ori(predicates.getOrientation3(pCur, ith, pVtx));
+		const Orientation3 ori(orientation(pCur, ith, pVtx));
 		if(ori == ORIENTATION3_NEGATIVE)
 		{
 			Tet3* pNext(pCur->getOppTet(ith));
@@ -65,7 +65,7 @@ int Dt3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet)
 			int coplanarHullICI(-1), opp2ICI(-1);
 			for(int i = 0; i < 4; ++i)
 			{
-				const Orientation3 oriI(predicates.getOrientation3(pCur, i, pVtx));
+				const Orientation3 oriI(orientation(pCur, i, pVtx));
 				if(oriI == ORIENTATION3_POSITIVE) ++numPositive;
 				else if(oriI == ORIENTATION3_NEGATIVE) ++numNegative;
 				else
