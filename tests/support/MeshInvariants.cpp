@@ -4,8 +4,6 @@
 #include <array>
 #include <cmath>
 #include <sstream>
-#include <unordered_map>
-#include <unordered_set>
 
 #include "Dt3.h"
 #include "ExactPredicates.h"
@@ -74,38 +72,31 @@ int inSphere(const Point3& a, const Point3& b, const Point3& c, const Point3& d,
 	return exactInSphere(a, b, c, d, e);
 }
 
-struct TripleHash
-{
-	size_t operator()(const std::array<const Point3*, 3>& t) const
-	{
-		size_t h(0);
-		for(const Point3* p : t) h = h * 1000003u ^ std::hash<const void*>()(p);
-		return h;
-	}
-};
-struct PairHash
-{
-	size_t operator()(const std::pair<const Point3*, const Point3*>& e) const
-	{
-		return std::hash<const void*>()(e.first) * 31u ^ std::hash<const void*>()(e.second);
-	}
-};
-
 } // namespace
 
 std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*>& vVertices, bool bDelaunay,
 	MeshStats* pStats)
 {
-	std::ostringstream err;
-	std::unordered_set<const Tet3*> sCells(vTets.begin(), vTets.end());
-	std::unordered_set<const Point3*> sStore(vVertices.begin(), vVertices.end());
-	if(sCells.size() != vTets.size()) return "a cell is listed twice";
+	// Sorted vectors rather than hash sets: far fewer allocations, which
+	// keeps the check quick in a debug build.
+	typedef std::pair<const Point3*, const Point3*> PointPair;
+	typedef std::array<const Point3*, 3> PointTriple;
+	const std::less<const void*> before;
+	std::vector<const Tet3*> vCells(vTets.begin(), vTets.end());
+	std::sort(vCells.begin(), vCells.end(), before);
+	if(std::adjacent_find(vCells.begin(), vCells.end()) != vCells.end()) return "a cell is listed twice";
+	auto isCell = [&](const Tet3* p) { return std::binary_search(vCells.begin(), vCells.end(), p, before); };
+	std::vector<const Point3*> vStore(vVertices.begin(), vVertices.end());
+	std::sort(vStore.begin(), vStore.end(), before);
 
-	std::unordered_set<const Point3*> sCorners;
-	std::unordered_set<std::pair<const Point3*, const Point3*>, PairHash> sEdges;
-	std::unordered_set<std::array<const Point3*, 3>, TripleHash> sFacets;
+	std::vector<const Point3*> vCorners;
+	std::vector<PointPair> vEdges;
+	std::vector<PointTriple> vFacets;
 	// Directed hull edges: each must appear once in each direction.
-	std::unordered_map<std::pair<const Point3*, const Point3*>, int, PairHash> mHullEdges;
+	std::vector<PointPair> vHullEdges;
+	vCorners.reserve(vTets.size() * 4);
+	vEdges.reserve(vTets.size() * 6);
+	vFacets.reserve(vTets.size() * 4);
 	size_t numHullFacets(0);
 
 	for(const Tet3* pTet : vTets)
@@ -115,36 +106,36 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 		for(int i = 0; i < 4; ++i)
 		{
 			if(c[i] == nullptr) return describe(pTet) + " has a null corner";
-			if(sStore.count(c[i]) == 0) return describe(pTet) + " has a corner that is not a stored vertex";
+			if(!std::binary_search(vStore.begin(), vStore.end(), c[i], before))
+			{
+				return describe(pTet) + " has a corner that is not a stored vertex";
+			}
 			for(int j = 0; j < i; ++j)
 			{
 				if(c[i] == c[j]) return describe(pTet) + " has a corner twice";
 			}
-			sCorners.insert(c[i]);
+			vCorners.push_back(c[i]);
 		}
 		if(exactOrientation(*c[0], *c[1], *c[2], *c[3]) != 1) return describe(pTet) + " is not positively oriented";
 		for(int i = 0; i < 4; ++i)
 		{
 			for(int j = i + 1; j < 4; ++j)
 			{
-				sEdges.insert(std::minmax(c[i], c[j], std::less<const Point3*>()));
+				vEdges.push_back(before(c[i], c[j]) ? PointPair(c[i], c[j]) : PointPair(c[j], c[i]));
 			}
-			std::array<const Point3*, 3> facet = {c[aFacet[i][0]], c[aFacet[i][1]], c[aFacet[i][2]]};
-			std::array<const Point3*, 3> sorted(facet);
-			std::sort(sorted.begin(), sorted.end(), std::less<const Point3*>());
-			sFacets.insert(sorted);
+			const PointTriple facet = {c[aFacet[i][0]], c[aFacet[i][1]], c[aFacet[i][2]]};
+			PointTriple sorted(facet);
+			std::sort(sorted.begin(), sorted.end(), before);
+			vFacets.push_back(sorted);
 
 			const Tet3* pOpp(pTet->getOppTet(i));
 			if(pOpp == nullptr)
 			{
 				++numHullFacets;
-				for(int k = 0; k < 3; ++k)
-				{
-					++mHullEdges[std::make_pair(facet[k], facet[(k + 1) % 3])];
-				}
+				for(int k = 0; k < 3; ++k) vHullEdges.push_back(PointPair(facet[k], facet[(k + 1) % 3]));
 				continue;
 			}
-			if(sCells.count(pOpp) == 0) return describe(pTet) + " has a neighbour that is not a live cell";
+			if(!isCell(pOpp)) return describe(pTet) + " has a neighbour that is not a live cell";
 			if(pOpp == pTet) return describe(pTet) + " is its own neighbour";
 			int back(-1);
 			for(int j = 0; j < 4; ++j)
@@ -170,7 +161,8 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 			{
 				return "neighbours " + describe(pTet) + " and " + describe(pOpp) + " do not share their facet";
 			}
-			if(bDelaunay && inSphere(*c[0], *c[1], *c[2], *c[3], *pFar) > 0)
+			// The test is symmetric in the two cells: once per facet is enough.
+			if(bDelaunay && before(pTet, pOpp) && inSphere(*c[0], *c[1], *c[2], *c[3], *pFar) > 0)
 			{
 				std::ostringstream os;
 				os << "far corner " << pFar->x() << "," << pFar->y() << "," << pFar->z()
@@ -183,35 +175,47 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 	{
 		const Tet3* pOne(pVtx->getOneTet());
 		if(pOne == nullptr) continue;
-		if(sCells.count(pOne) == 0) return "a vertex's incident cell is not a live cell";
+		if(!isCell(pOne)) return "a vertex's incident cell is not a live cell";
 		if(!pOne->hasVertex(pVtx)) return "a vertex's incident cell does not have it as a corner";
 	}
-	for(const Point3* pCorner : sCorners)
+	std::sort(vCorners.begin(), vCorners.end(), before);
+	vCorners.erase(std::unique(vCorners.begin(), vCorners.end()), vCorners.end());
+	for(const Point3* pCorner : vCorners)
 	{
 		if(pCorner->getOneTet() == nullptr) return "a corner of the mesh has no incident cell";
 	}
-	for(const auto& entry : mHullEdges)
+	std::sort(vHullEdges.begin(), vHullEdges.end());
+	if(std::adjacent_find(vHullEdges.begin(), vHullEdges.end()) != vHullEdges.end())
 	{
-		if(entry.second != 1) return "a directed hull edge is used twice";
-		auto it(mHullEdges.find(std::make_pair(entry.first.second, entry.first.first)));
-		if(it == mHullEdges.end()) return "the hull surface is not closed";
+		return "a directed hull edge is used twice";
 	}
+	for(const PointPair& edge : vHullEdges)
+	{
+		if(!std::binary_search(vHullEdges.begin(), vHullEdges.end(), PointPair(edge.second, edge.first)))
+		{
+			return "the hull surface is not closed";
+		}
+	}
+	std::sort(vEdges.begin(), vEdges.end());
+	vEdges.erase(std::unique(vEdges.begin(), vEdges.end()), vEdges.end());
+	std::sort(vFacets.begin(), vFacets.end());
+	vFacets.erase(std::unique(vFacets.begin(), vFacets.end()), vFacets.end());
 	if(!vTets.empty())
 	{
-		const long long euler(static_cast<long long>(sCorners.size()) - static_cast<long long>(sEdges.size()) +
-			static_cast<long long>(sFacets.size()) - static_cast<long long>(vTets.size()));
+		const long long euler(static_cast<long long>(vCorners.size()) - static_cast<long long>(vEdges.size()) +
+			static_cast<long long>(vFacets.size()) - static_cast<long long>(vTets.size()));
 		if(euler != 1) return "V - E + F - C = " + std::to_string(euler);
-		if(sFacets.size() * 2 != vTets.size() * 4 + numHullFacets) return "facet count does not match the links";
+		if(vFacets.size() * 2 != vTets.size() * 4 + numHullFacets) return "facet count does not match the links";
 	}
 	if(pStats != nullptr)
 	{
 		pStats->numCells = vTets.size();
-		pStats->numVertices = sCorners.size();
-		pStats->numEdges = sEdges.size();
-		pStats->numFacets = sFacets.size();
+		pStats->numVertices = vCorners.size();
+		pStats->numEdges = vEdges.size();
+		pStats->numFacets = vFacets.size();
 		pStats->numHullFacets = numHullFacets;
 	}
-	return err.str();
+	return "";
 }
 
 std::string checkMesh(const VORN3D::Vorn_3D& vorn, bool bDelaunay, MeshStats* pStats)
