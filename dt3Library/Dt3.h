@@ -99,6 +99,8 @@ public:
 	/// Pairs the facet i of pNew through the edge (pLow, pHigh) with the
 	/// other new cell that has it, or stores it until that cell comes.
 	void registerPendingFacet(int key, Tet3* pNew, int i, Point3* pLow, Point3* pHigh);
+	/// The rare case of registerPendingFacet: the bucket holds another edge.
+	void registerCollidingFacet(Tet3* pNew, int i, Point3* pLow, Point3* pHigh);
 	/// Registers the three facets of a new cell that contain its corner 0.
 	void registerNewFacets(Tet3* pNew);
 	/// Removes a cell from the mesh: custom index -1, onto vDoomedTets.
@@ -381,7 +383,8 @@ inline void Dt3::registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth)
 	toTet->setOppTet(jth, fromTet);
 }
 
-inline void Dt3::registerPendingFacet(int key, Tet3* pNew, int i, Point3* pLow, Point3* pHigh)
+__attribute__((always_inline)) inline void Dt3::registerPendingFacet(int key, Tet3* pNew, int i, Point3* pLow,
+	Point3* pHigh)
 {
 	TwoTetStruct*& pSlot(vBuckets[key]);
 	if(pSlot == nullptr)
@@ -402,26 +405,7 @@ inline void Dt3::registerPendingFacet(int key, Tet3* pNew, int i, Point3* pLow, 
 		--numStoredTCS;
 		return;
 	}
-	// The bucket belongs to another edge: look for the partner among the
-	// parked records, or park this one.
-	for(std::vector<TwoTetStruct*>::iterator it(vHashCollisions.begin()); it != vHashCollisions.end(); ++it)
-	{
-		TwoTetStruct* pRec(*it);
-		if(pRec->pLowVtx == pLow && pRec->pHighVtx == pHigh && pRec->pTet != pNew)
-		{
-			registerTets(pRec->pTet, pRec->ith, pNew, i);
-			vHashCollisions.erase(it);
-			--numStoredTCS;
-			return;
-		}
-	}
-	TwoTetStruct* pRec(ttsPool.alloc());
-	pRec->pLowVtx = pLow;
-	pRec->pHighVtx = pHigh;
-	pRec->pTet = pNew;
-	pRec->ith = i;
-	vHashCollisions.push_back(pRec);
-	++numStoredTCS;
+	registerCollidingFacet(pNew, i, pLow, pHigh);
 }
 
 inline void Dt3::registerNewFacets(Tet3* pNew)

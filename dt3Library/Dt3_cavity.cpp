@@ -20,6 +20,29 @@ void Dt3::resetFacetPairing()
 	ttsPool.reset();
 }
 
+void Dt3::registerCollidingFacet(Tet3* pNew, int i, Point3* pLow, Point3* pHigh)
+{
+	// Look for the partner among the parked records, or park this one.
+	for(std::vector<TwoTetStruct*>::iterator it(vHashCollisions.begin()); it != vHashCollisions.end(); ++it)
+	{
+		TwoTetStruct* pRec(*it);
+		if(pRec->pLowVtx == pLow && pRec->pHighVtx == pHigh && pRec->pTet != pNew)
+		{
+			registerTets(pRec->pTet, pRec->ith, pNew, i);
+			vHashCollisions.erase(it);
+			--numStoredTCS;
+			return;
+		}
+	}
+	TwoTetStruct* pRec(ttsPool.alloc());
+	pRec->pLowVtx = pLow;
+	pRec->pHighVtx = pHigh;
+	pRec->pTet = pNew;
+	pRec->ith = i;
+	vHashCollisions.push_back(pRec);
+	++numStoredTCS;
+}
+
 void Dt3::flushHashCollisions()
 {
 	// A record parked here may have its partner in the bucket, which was
