@@ -541,8 +541,8 @@ void Surface3::establishNeighborships()
 			  << edgeCounts.numMisorientedEdges << " misoriented)" << std::endl;
 	if(edgeCounts.numNonManifoldEdges > 0)
 	{
-		printWarning(LINK_WHO, std::to_string(edgeCounts.numNonManifoldEdges) +
-				" edges are shared by more than two triangles; their triangles have no neighbour there");
+		printWarning(LINK_WHO, "edges shared by more than two triangles: " +
+				std::to_string(edgeCounts.numNonManifoldEdges) + "; no neighbour links across them");
 	}
 }
 
