@@ -28,8 +28,9 @@ namespace VORN3D {
 /// cleared, reads another file or is destroyed. Vertices are numbered 0, 1, ...
 /// in the order of their first appearance in the file, and each vertex carries
 /// its number as its index (Point3::getIndex()). A surface handed to
-/// Vorn_3D::addSurface() belongs to that triangulation from then on, which
-/// deletes it when it is destroyed; the caller must not delete it then.
+/// Vorn_3D::addSurface() must have been created with new; it belongs to that
+/// triangulation from then on, which deletes it when it is destroyed, and the
+/// caller must not delete it.
 ///
 /// The surface is independent of any triangulation: its vertices are not mesh
 /// vertices (their incident cell is null). To tetrahedralise them, pass the
