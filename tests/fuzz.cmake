@@ -72,7 +72,7 @@ if(VORN3D_FUZZ_WITH_LIBFUZZER AND VORN3D_LIBFUZZER_CXX)
       -artifact_prefix=${VORN3D_FUZZ_WORK}/artifacts/
       ${VORN3D_FUZZ_WORK}/corpus ${VORN3D_FUZZ_SRC}/corpus
     WORKING_DIRECTORY ${VORN3D_FUZZ_WORK})
-  set_tests_properties(fuzz_stl PROPERTIES TIMEOUT 300)
+  set_tests_properties(fuzz_stl PROPERTIES TIMEOUT 300 COST 1000)
 else()
   message(STATUS "fuzz_stl: no libFuzzer, using the replay-and-mutate driver")
   add_executable(fuzz_stl ${VORN3D_FUZZ_SRC}/fuzz_stl.cpp ${VORN3D_FUZZ_SRC}/fuzz_driver.cpp)
@@ -81,5 +81,5 @@ else()
   add_test(NAME fuzz_stl
     COMMAND fuzz_stl -runs=${VORN3D_FUZZ_RUNS} -seed=1 ${VORN3D_FUZZ_SRC}/corpus
     WORKING_DIRECTORY ${VORN3D_FUZZ_WORK})
-  set_tests_properties(fuzz_stl PROPERTIES TIMEOUT 300)
+  set_tests_properties(fuzz_stl PROPERTIES TIMEOUT 300 COST 1000)
 endif()
