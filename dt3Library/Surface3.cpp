@@ -155,16 +155,37 @@ bool parseNumber(std::string_view token, double& value)
 	return result.ec == std::errc() && result.ptr == pEnd;
 }
 
-// One use of an edge by a triangle, for grouping the uses of each edge.
+// One use of an edge by a triangle, filed under the edge's lower vertex.
 struct EdgeUse
 {
-	std::size_t lowVertex;
-	std::size_t highVertex;
-	std::size_t triangle;
-	int oppICI;
+	std::uint32_t highVertex;
+	// 3 * triangle number + the index of the corner opposite the edge.
+	std::uint32_t triangleUse;
 	// The triangle runs through the edge from the lower to the higher vertex.
 	bool bAscending;
 };
+
+// Marks an empty hash slot or a group without a vertex.
+const std::uint32_t NO_NUMBER(0xffffffffu);
+
+std::uint64_t mixBits(std::uint64_t h)
+{
+	// Finaliser of the splitmix64 generator: every input bit reaches every
+	// output bit, so near-equal coordinates spread over the table.
+	h ^= h >> 30;
+	h *= 0xbf58476d1ce4e5b9ull;
+	h ^= h >> 27;
+	h *= 0x94d049bb133111ebull;
+	h ^= h >> 31;
+	return h;
+}
+
+std::uint64_t hashCoordinates(const double* pXYZ)
+{
+	std::uint64_t aBits[3];
+	std::memcpy(aBits, pXYZ, sizeof(aBits));
+	return mixBits(aBits[0] ^ mixBits(aBits[1] ^ mixBits(aBits[2])));
+}
 
 } // namespace
 
@@ -393,57 +414,73 @@ bool Surface3::buildFromCorners(const std::string& sourceName)
 		printWarning(READ_WHO, quoted(sourceName) + " contains no triangles");
 		return false;
 	}
+	// 32-bit numbers keep the tables below small; 1.4 billion triangles would
+	// be a file of more than 70 GB.
+	if(numCorners >= std::size_t(NO_NUMBER))
+	{
+		printWarning(READ_WHO, quoted(sourceName) + " has too many triangles (" + std::to_string(numFacets) + ")");
+		return false;
+	}
 	double* pCoords(vCornerCoords.data());
-	// -0.0 + 0.0 is +0.0: both zeros then sort and merge as one value.
+	// -0.0 + 0.0 is +0.0: both zeros then hash and merge as one value.
 	for(std::size_t i = 0; i < vCornerCoords.size(); ++i) pCoords[i] += 0.0;
 
-	// Group the corners by exact coordinates. All values are finite, so the
-	// lexicographic order is a strict weak order.
-	std::vector<std::size_t> vOrder(numCorners);
-	for(std::size_t i = 0; i < numCorners; ++i) vOrder[i] = i;
-	std::sort(vOrder.begin(), vOrder.end(), [pCoords](std::size_t a, std::size_t b) {
-		const double* pA(pCoords + 3 * a);
-		const double* pB(pCoords + 3 * b);
-		if(pA[0] != pB[0]) return pA[0] < pB[0];
-		if(pA[1] != pB[1]) return pA[1] < pB[1];
-		return pA[2] < pB[2];
-	});
-	std::vector<std::size_t> vGroupOfCorner(numCorners);
-	std::size_t numGroups(0);
-	const double* pPrevious(pCoords);
-	for(std::size_t k = 0; k < numCorners; ++k)
+	// Group the corners by exact coordinates with an open-addressing hash
+	// table; groups are numbered in order of first appearance.
+	std::vector<std::uint32_t> vGroupOfCorner(numCorners);
+	std::vector<std::uint32_t> vFirstCornerOfGroup;
 	{
-		const double* pHere(pCoords + 3 * vOrder[k]);
-		if(k > 0 && !(pHere[0] == pPrevious[0] && pHere[1] == pPrevious[1] && pHere[2] == pPrevious[2]))
+		std::size_t numSlots(16);
+		while(numSlots < numCorners + numCorners / 2) numSlots *= 2;
+		std::vector<std::uint32_t> vSlots(numSlots, NO_NUMBER);
+		const std::size_t slotMask(numSlots - 1);
+		for(std::size_t c = 0; c < numCorners; ++c)
 		{
-			++numGroups;
+			const double* pXYZ(pCoords + 3 * c);
+			std::size_t slot(std::size_t(hashCoordinates(pXYZ)) & slotMask);
+			for(;;)
+			{
+				const std::uint32_t group(vSlots[slot]);
+				if(group == NO_NUMBER)
+				{
+					vSlots[slot] = std::uint32_t(vFirstCornerOfGroup.size());
+					vGroupOfCorner[c] = vSlots[slot];
+					vFirstCornerOfGroup.push_back(std::uint32_t(c));
+					break;
+				}
+				const double* pOther(pCoords + 3 * std::size_t(vFirstCornerOfGroup[group]));
+				if(pOther[0] == pXYZ[0] && pOther[1] == pXYZ[1] && pOther[2] == pXYZ[2])
+				{
+					vGroupOfCorner[c] = group;
+					break;
+				}
+				slot = (slot + 1) & slotMask;
+			}
 		}
-		vGroupOfCorner[vOrder[k]] = numGroups;
-		pPrevious = pHere;
 	}
-	++numGroups;
-	std::vector<std::size_t>().swap(vOrder);
 
 	// Number the vertices in order of first appearance, leaving out corners
 	// that only degenerate triangles use.
-	const std::size_t NO_VERTEX(~std::size_t(0));
-	std::vector<std::size_t> vVertexOfGroup(numGroups, NO_VERTEX);
-	std::vector<std::size_t> vFirstCorner;
+	const auto isDegenerate = [&vGroupOfCorner](std::size_t f) {
+		const std::uint32_t* pGroup(&vGroupOfCorner[3 * f]);
+		return pGroup[0] == pGroup[1] || pGroup[1] == pGroup[2] || pGroup[0] == pGroup[2];
+	};
+	std::vector<std::uint32_t> vVertexOfGroup(vFirstCornerOfGroup.size(), NO_NUMBER);
+	std::vector<std::uint32_t> vFirstCorner;
 	std::size_t numDegenerate(0);
 	for(std::size_t f = 0; f < numFacets; ++f)
 	{
-		const std::size_t* pGroup(&vGroupOfCorner[3 * f]);
-		if(pGroup[0] == pGroup[1] || pGroup[1] == pGroup[2] || pGroup[0] == pGroup[2])
+		if(isDegenerate(f))
 		{
 			++numDegenerate;
 			continue;
 		}
-		for(int k = 0; k < 3; ++k)
+		for(std::size_t c = 3 * f; c < 3 * f + 3; ++c)
 		{
-			if(vVertexOfGroup[pGroup[k]] == NO_VERTEX)
+			if(vVertexOfGroup[vGroupOfCorner[c]] == NO_NUMBER)
 			{
-				vVertexOfGroup[pGroup[k]] = vFirstCorner.size();
-				vFirstCorner.push_back(3 * f + std::size_t(k));
+				vVertexOfGroup[vGroupOfCorner[c]] = std::uint32_t(vFirstCorner.size());
+				vFirstCorner.push_back(std::uint32_t(c));
 			}
 		}
 	}
@@ -463,15 +500,15 @@ bool Surface3::buildFromCorners(const std::string& sourceName)
 	vVertices.reserve(vFirstCorner.size());
 	for(std::size_t v = 0; v < vFirstCorner.size(); ++v)
 	{
-		const double* pXYZ(pCoords + 3 * vFirstCorner[v]);
+		const double* pXYZ(pCoords + 3 * std::size_t(vFirstCorner[v]));
 		vVertices.push_back(Point3(pXYZ[0], pXYZ[1], pXYZ[2]));
 		vVertices.back().setIndex(v <= std::size_t(INT_MAX) ? int(v) : -1);
 	}
 	vTriangles.reserve(numFacets - numDegenerate);
 	for(std::size_t f = 0; f < numFacets; ++f)
 	{
-		const std::size_t* pGroup(&vGroupOfCorner[3 * f]);
-		if(pGroup[0] == pGroup[1] || pGroup[1] == pGroup[2] || pGroup[0] == pGroup[2]) continue;
+		if(isDegenerate(f)) continue;
+		const std::uint32_t* pGroup(&vGroupOfCorner[3 * f]);
 		vTriangles.emplace_back(&vVertices[vVertexOfGroup[pGroup[0]]], &vVertices[vVertexOfGroup[pGroup[1]]],
 				&vVertices[vVertexOfGroup[pGroup[2]]]);
 	}
@@ -483,56 +520,71 @@ void Surface3::establishNeighborships()
 {
 	edgeCounts = EdgeCounts();
 	const Point3* pFirstVertex(vVertices.data());
-	std::vector<EdgeUse> vUses;
-	vUses.reserve(3 * vTriangles.size());
-	for(std::size_t t = 0; t < vTriangles.size(); ++t)
+	const auto vertexNumber = [pFirstVertex](const Point3* p) { return std::uint32_t(p - pFirstVertex); };
+	// Each edge use is filed under the lower vertex of its edge (a counting
+	// sort), so that the uses of one edge meet in one small bucket.
+	const std::size_t numUses(3 * vTriangles.size());
+	std::vector<std::uint32_t> vBucketStart(vVertices.size() + 1, 0);
+	for(Triangle3& triangle : vTriangles)
 	{
-		Triangle3& triangle(vTriangles[t]);
 		for(int oppICI = 0; oppICI < 3; ++oppICI)
 		{
 			triangle.setNeig(oppICI, nullptr);
-			// The edge opposite corner i runs from corner i+1 to corner i+2.
-			const std::size_t from(std::size_t(triangle.getCorner((oppICI + 1) % 3) - pFirstVertex));
-			const std::size_t to(std::size_t(triangle.getCorner((oppICI + 2) % 3) - pFirstVertex));
-			vUses.push_back(EdgeUse{std::min(from, to), std::max(from, to), t, oppICI, from < to});
+			const std::uint32_t from(vertexNumber(triangle.getCorner((oppICI + 1) % 3)));
+			const std::uint32_t to(vertexNumber(triangle.getCorner((oppICI + 2) % 3)));
+			++vBucketStart[std::size_t(std::min(from, to)) + 1];
 		}
 	}
-	std::sort(vUses.begin(), vUses.end(), [](const EdgeUse& a, const EdgeUse& b) {
-		if(a.lowVertex != b.lowVertex) return a.lowVertex < b.lowVertex;
-		return a.highVertex < b.highVertex;
-	});
-
-	for(std::size_t first = 0; first < vUses.size();)
+	for(std::size_t v = 0; v < vVertices.size(); ++v) vBucketStart[v + 1] += vBucketStart[v];
+	std::vector<EdgeUse> vUses(numUses);
 	{
-		std::size_t last(first + 1);
-		while(last < vUses.size() && vUses[last].lowVertex == vUses[first].lowVertex &&
-				vUses[last].highVertex == vUses[first].highVertex)
+		std::vector<std::uint32_t> vFill(vBucketStart.begin(), vBucketStart.end() - 1);
+		for(std::size_t t = 0; t < vTriangles.size(); ++t)
 		{
-			++last;
-		}
-		++edgeCounts.numEdges;
-		switch(last - first)
-		{
-			case 1:
-				++edgeCounts.numBorderEdges;
-				break;
-			case 2:
+			for(int oppICI = 0; oppICI < 3; ++oppICI)
 			{
-				const EdgeUse& a(vUses[first]);
-				const EdgeUse& b(vUses[first + 1]);
-				vTriangles[a.triangle].setNeig(a.oppICI, &vTriangles[b.triangle]);
-				vTriangles[b.triangle].setNeig(b.oppICI, &vTriangles[a.triangle]);
-				++edgeCounts.numManifoldEdges;
-				// Consistently oriented neighbours run through their common
-				// edge in opposite directions.
-				if(a.bAscending == b.bAscending) ++edgeCounts.numMisorientedEdges;
-				break;
+				// The edge opposite corner i runs from corner i+1 to corner i+2.
+				const std::uint32_t from(vertexNumber(vTriangles[t].getCorner((oppICI + 1) % 3)));
+				const std::uint32_t to(vertexNumber(vTriangles[t].getCorner((oppICI + 2) % 3)));
+				vUses[vFill[std::min(from, to)]++] =
+						EdgeUse{std::max(from, to), std::uint32_t(3 * t + std::size_t(oppICI)), from < to};
 			}
-			default:
-				++edgeCounts.numNonManifoldEdges;
-				break;
 		}
-		first = last;
+	}
+
+	for(std::size_t v = 0; v < vVertices.size(); ++v)
+	{
+		EdgeUse* pBegin(vUses.data() + vBucketStart[v]);
+		EdgeUse* pEnd(vUses.data() + vBucketStart[v + 1]);
+		std::sort(pBegin, pEnd, [](const EdgeUse& a, const EdgeUse& b) { return a.highVertex < b.highVertex; });
+		for(EdgeUse* pFirst = pBegin; pFirst < pEnd;)
+		{
+			EdgeUse* pLast(pFirst + 1);
+			while(pLast < pEnd && pLast->highVertex == pFirst->highVertex) ++pLast;
+			++edgeCounts.numEdges;
+			switch(pLast - pFirst)
+			{
+				case 1:
+					++edgeCounts.numBorderEdges;
+					break;
+				case 2:
+				{
+					Triangle3& triangleA(vTriangles[pFirst[0].triangleUse / 3]);
+					Triangle3& triangleB(vTriangles[pFirst[1].triangleUse / 3]);
+					triangleA.setNeig(int(pFirst[0].triangleUse % 3), &triangleB);
+					triangleB.setNeig(int(pFirst[1].triangleUse % 3), &triangleA);
+					++edgeCounts.numManifoldEdges;
+					// Consistently oriented neighbours run through their common
+					// edge in opposite directions.
+					if(pFirst[0].bAscending == pFirst[1].bAscending) ++edgeCounts.numMisorientedEdges;
+					break;
+				}
+				default:
+					++edgeCounts.numNonManifoldEdges;
+					break;
+			}
+			pFirst = pLast;
+		}
 	}
 
 	std::cout << "      " << LINK_WHO << ": " << vTriangles.size() << " triangles, " << vVertices.size()
