@@ -23,10 +23,37 @@ struct IdxVtx
 	Point3* pVtx;
 };
 
+/// Order of the store: by key; with equal keys a probe (null vertex) comes
+/// first, then x, y, z ascending. Entries with equal key and coordinates are
+/// equal, which is how duplicate points are found.
+struct IdxVtxLess
+{
+	bool operator()(const IdxVtx* pA, const IdxVtx* pB) const
+	{
+		if(pA->key != pB->key) return pA->key < pB->key;
+		if(pA->pVtx == nullptr) return pB->pVtx != nullptr;
+		if(pB->pVtx == nullptr) return false;
+		return *pA->pVtx < *pB->pVtx;
+	}
+};
+
+/// The vertex store.
+///
+/// Every vertex is created here, from a pool, and lives until the store is
+/// destroyed: vertex pointers handed out stay valid that long. Keys are
+/// Hilbert indices over the bounding box of all points inserted so far; the
+/// box is enlarged beyond the points whenever it grows, and then every key is
+/// recomputed and the set rebuilt.
+///
+/// Not thread-safe; besides its own state it shares one process-wide flag
+/// (the first bulk enlargement, see insert).
 class HC3
 {
 public:
-	HC3();
+	/// numBits: key length, a multiple of 3 from 0 to 30 (9 bits per axis by
+	/// default). Anything else prints "HC3::HC3(..): invalid bitlength" and
+	/// ends the process with status 1.
+	explicit HC3(int numBits = 27);
 	~HC3();
 	HC3(const HC3&) = delete;
 	HC3& operator=(const HC3&) = delete;
@@ -34,27 +61,65 @@ public:
 	/// Single insertion. Returns the vertex that stands for p: a new one, or
 	/// the stored vertex with the same coordinates. pDuplicateTet receives
 	/// the incident cell of that stored vertex when p was already stored and
-	/// its vertex belongs to the mesh, null otherwise.
+	/// its vertex belongs to the mesh, null otherwise. A point that grows the
+	/// box enlarges it by its full range (factor 1.0) and rebuilds the set.
 	Point3* insert(const Point3& p, Tet3*& pDuplicateTet);
 
-	/// Bulk insertion. vUserHandles must be empty; it receives one vertex per
-	/// input point, in input order. vOrdered receives the vertices created by
-	/// this call (one per distinct new point), in Hilbert order.
+	/// Bulk insertion. vUserHandles must be empty (checked); it receives one
+	/// vertex per input point, in input order, equal points sharing one
+	/// vertex. vOrdered is cleared and receives the vertices created by this
+	/// call (one per distinct new point), in Hilbert order. If the input
+	/// grows the box, it is enlarged by factor 0.1 the first time this
+	/// happens in the process and by 1.0 every later time.
 	void insert(const std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles,
 		std::vector<Point3*>& vOrdered);
 
 	/// Appends every stored vertex, in Hilbert order, to vVertices.
 	void getVertices(std::vector<Point3*>& vVertices) const;
 
-	/// A cell near p: the incident cell of the first vertex at or after p's
-	/// Hilbert key that has one. Null if no such vertex exists.
+	/// A cell near p: starting at the first entry whose key is not below p's
+	/// (the last entry if there is none), the incident cell of the first
+	/// vertex in curve order that has one. Null for an empty store, and null
+	/// when the end of the set is reached without such a vertex (the search
+	/// never goes backwards).
 	Tet3* getNearTet(const Point3& p);
 
 	/// Number of stored vertices.
 	size_t size() const;
 
-	/// Hilbert key of p over the current box (requires a valid box).
+	/// Hilbert key of p over the current box (requires a valid box, that is
+	/// at least one stored point). Always below 2^numBits.
 	uint32_t getKey(const Point3& p) const;
+
+	/// The current (enlarged) bounding box.
+	const Bbox3& getBox() const { return bbox; }
+	int getNumBits() const { return numBits; }
+	/// True while no bulk insertion of this process has enlarged a box yet,
+	/// so the next one to do so uses factor 0.1.
+	static bool isFirstBulkEnlargementPending() { return bFirstBulkEnlargement; }
+
+private:
+	uint32_t computeKey(double x, double y, double z) const;
+	void recomputeKeys();
+	IdxVtx* takeEntry();
+	Point3* newVertex(const Point3& p);
+
+	typedef std::set<IdxVtx*, IdxVtxLess> EntrySet;
+
+	Bbox3 bbox;
+	// Box minimum and extents per axis, as used by the key.
+	double aBoxMin[3];
+	double aExtent[3];
+	int numBits;
+	bool bValid;
+	SimplePool<Point3> vertexPool;
+	SimplePool<IdxVtx> entryPool;
+	EntrySet entrySet;
+	// An entry taken for a point that turned out to be stored already; the
+	// next insertion uses it, so duplicates do not drain the pool.
+	IdxVtx* pSpareEntry;
+
+	static bool bFirstBulkEnlargement;
 };
 
 } // namespace VORN3D

@@ -2,10 +2,37 @@
 //
 // Each answer is exact for the given double coordinates: a floating-point
 // filter decides the easy cases and adaptive expansion arithmetic decides the
-// rest (Shewchuk 1997). Internal to the library.
+// rest (Shewchuk 1997), ending if need be in a fully exact evaluation. The
+// filters are inline here because the kernel calls them in its hot loops; the
+// adaptive and exact stages live out of line in TrelTest3.cpp. Internal to
+// the library.
+//
+// Range of exactness. Expansion arithmetic is exact only while no product
+// overflows and no nonzero product falls below the normal range (where
+// rounding stops being relative). With M the largest absolute coordinate and
+// m the smallest nonzero absolute coordinate of the points of one call:
+//  - orientation (degree 3) is exact for   2^-250 <= m  and  M <= 2^300
+//    (about 5.5e-76 to 2.0e+90);
+//  - sphere inclusion (degree 5) is exact for 2^-128 <= m and M <= 2^200
+//    (about 2.9e-39 to 1.6e+60).
+// Zero coordinates are always fine. Why these numbers: a coordinate of
+// magnitude at least m is a multiple of u = ulp(m) >= 2^-302 (resp. 2^-180),
+// and so is every coordinate difference and every difference tail; a product
+// of degree n is then zero or a multiple of u^n >= 2^-906 (resp. 2^-900), and
+// even after the error-bound factors (about 2^-101) stays far above the
+// smallest normal double 2^-1022, so every rounding error obeys the relative
+// bounds the filters are built on and every error term of a two-product is
+// representable. At the top, a difference is at most 2M, the largest
+// permanent of the sphere test is below 4 * 3(2M)^2 * 6(2M)^3 < 2^1012, the
+// terms of the exact sphere stage (raw coordinates, degree 5) stay below
+// 2^1010 and no value that gets split (at most degree 4 there) comes near
+// 2^(1023-27); orientation terms stay below 2^910. Outside these ranges the
+// answers may be wrong; NaN and infinite coordinates are not checked.
 #ifndef VORN3D_TRELTEST3_H
 #define VORN3D_TRELTEST3_H
 
+#include <cassert>
+#include <cmath>
 #include <string>
 
 #include "Point3.h"
@@ -20,11 +47,26 @@ enum Orientation3
 	ORIENTATION3_COPLANAR = 2
 };
 
+/// Position against a circumsphere. Everything except SIC_OUTSIDE counts as
+/// a conflict for the kernel.
 enum SphereInclusion
 {
-	SIC_INSIDE = 0,
-	SIC_OUTSIDE = 1,
-	SIC_CORNER = 2
+	SIC_INSIDE = 0,  ///< strictly inside (or the filter accepted a zero, see sphereInclusionTest)
+	SIC_OUTSIDE = 1, ///< outside, or exactly on the sphere
+	SIC_CORNER = 2   ///< undecided by the filter and q is a corner object; ordinary input never gets here
+};
+
+/// The step of a predicate that settled an answer. Only the traced entry
+/// points report it (tests and benchmarks); the ordinary calls do not pay
+/// for it.
+enum PredicateStage
+{
+	STAGE_FILTER = 0,      ///< the floating-point filter
+	STAGE_B = 1,           ///< exact determinant of the rounded differences, error bound B
+	STAGE_EXACT_INPUT = 2, ///< stage B with error-free differences: its estimate is final
+	STAGE_C = 3,           ///< first-order correction by the difference tails, bound C
+	STAGE_D = 4,           ///< exact: orientation's stage D, the sphere test's exact evaluation
+	STAGE_CORNER_GUARD = 5 ///< the sphere test's pointer check of the query against the corners
 };
 
 class TrelTest3
@@ -34,25 +76,70 @@ public:
 	TrelTest3();
 
 	/// Orientation of d against the plane through a, b, c: POSITIVE when
-	/// a, b, c are seen counter-clockwise from d (det(b-a, c-a, d-a) > 0).
-	Orientation3 getOrientation3(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const;
+	/// a, b, c are seen counter-clockwise from d (det(b-a, c-a, d-a) > 0),
+	/// NEGATIVE on the other side, COPLANAR in the plane. Exact.
+	Orientation3 getOrientation3(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const
+	{
+		return orientation(*a, *b, *c, *d, nullptr);
+	}
 	Orientation3 getOrientation3(const Point3& a, const Point3& b, const Point3& c, const Point3& d) const
 	{
-		return getOrientation3(&a, &b, &c, &d);
+		return orientation(a, b, c, d, nullptr);
 	}
-	/// Orientation of q against facet ith of tet: POSITIVE on the side of
-	/// corner ith, NEGATIVE beyond the facet.
-	Orientation3 getOrientation3(const Tet3* tet, int ith, const Point3* q) const;
-	/// Position of q against the circumsphere of a positively oriented tet.
-	SphereInclusion sphereInclusionTest(const Tet3* tet, const Point3* q) const;
+	/// Orientation of q against facet ith (0..3) of tet, its corners taken so
+	/// that corner ith of tet comes out POSITIVE: POSITIVE means q is on the
+	/// inner side of the facet, NEGATIVE beyond it, COPLANAR in its plane.
+	/// A null tet stops the program (goToHell).
+	Orientation3 getOrientation3(const Tet3* tet, int ith, const Point3* q) const
+	{
+		assert(range03(ith));
+		if(tet == nullptr) nullCellInFacetForm();
+		const int* pFacet(aOrientedFacet[ith]);
+		return orientation(*tet->getCorner(pFacet[0]), *tet->getCorner(pFacet[1]), *tet->getCorner(pFacet[2]), *q,
+			nullptr);
+	}
 
-	/// "ORI3_ORIENTATION3_POSITIVE", "ORI3_ORIENTATION3_NEGATIVE", "ORI3_ZERO".
+	/// Position of q against the circumsphere of a positively oriented tet:
+	/// SIC_INSIDE strictly inside, SIC_OUTSIDE outside or exactly on it.
+	/// When the permanent of the determinant is zero (for instance when q has
+	/// the coordinates of a corner, or all five points lie in one coordinate
+	/// plane) the filter accepts the zero determinant and answers SIC_INSIDE,
+	/// so duplicates must be caught before this call.
+	SphereInclusion sphereInclusionTest(const Tet3* tet, const Point3* q) const
+	{
+		return sphereInclusion(tet->getCorner(0), tet->getCorner(1), tet->getCorner(2), tet->getCorner(3), q, nullptr);
+	}
+	/// The same test for the corners pa, pb, pc, pd (in positive order)
+	/// without a cell; the corner guard compares q with these pointers.
+	SphereInclusion sphereInclusionTest(
+		const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd, const Point3* q) const
+	{
+		return sphereInclusion(pa, pb, pc, pd, q, nullptr);
+	}
+
+	/// Traced variants for tests and benchmarks: the same answers, plus the
+	/// stage that settled them.
+	Orientation3 getOrientation3Traced(
+		const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage& stage) const
+	{
+		return orientation(a, b, c, d, &stage);
+	}
+	SphereInclusion sphereInclusionTestTraced(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
+		const Point3* q, PredicateStage& stage) const
+	{
+		return sphereInclusion(pa, pb, pc, pd, q, &stage);
+	}
+
+	/// "ORI3_ORIENTATION3_POSITIVE", "ORI3_ORIENTATION3_NEGATIVE", "ORI3_ZERO";
+	/// any other value fails the condition "false".
 	std::string getOrientationName(Orientation3 ori) const;
-	/// Writes label, ": " and "positive"/"negative"/"coplanar" with a line end.
+	/// Writes label, ": " and "positive"/"negative"/"coplanar" with a line
+	/// end; for any other value only label and ": ".
 	void printOrientation(const std::string& label, Orientation3 ori) const;
 
-	// The fifteen constants, in this order. The predicates read splitter,
-	// resulterrbound, the o3d bounds and the isp bounds.
+	// The fifteen constants, in this order, set by the constructor and never
+	// changed. The predicates read splitter, resulterrbound, the o3d bounds
+	// and the isp bounds; the 2D bounds are kept for completeness.
 	double splitter;
 	double epsilon;
 	double resulterrbound;
@@ -60,7 +147,163 @@ public:
 	double o3derrboundA, o3derrboundB, o3derrboundC;
 	double iccerrboundA, iccerrboundB, iccerrboundC;
 	double isperrboundA, isperrboundB, isperrboundC;
+
+private:
+	/// Corners (a, b, c) of facet ith in the order that makes corner ith positive.
+	static const int aOrientedFacet[4][3];
+
+	inline Orientation3 orientation(
+		const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const;
+	inline SphereInclusion sphereInclusion(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
+		const Point3* q, PredicateStage* pStage) const;
+
+	/// The adaptive orientation determinant (orient3d convention: the sign
+	/// of det[a-d; b-d; c-d]) for inputs the filter could not decide.
+	double orient3dAdapt(const Point3& a, const Point3& b, const Point3& c, const Point3& d, double permanent,
+		PredicateStage* pStage) const;
+	/// Sign of the insphere determinant of a, b, c, d against e: 1 positive,
+	/// 0 negative, 2 zero.
+	int insphereAdapt(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e,
+		double permanent, PredicateStage* pStage) const;
+	int insphereExact(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e) const;
+	[[noreturn]] static void nullCellInFacetForm();
 };
+
+// Orientation filter: the determinant of a-d, b-d, c-d in doubles, trusted
+// when it beats o3derrboundA times the permanent (the same expression with
+// absolute values). The comparison is non-strict, so an all-zero permanent
+// with a zero determinant is decided here as coplanar.
+inline Orientation3 TrelTest3::orientation(
+	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
+{
+	const double adx(a.x() - d.x());
+	const double bdx(b.x() - d.x());
+	const double cdx(c.x() - d.x());
+	const double ady(a.y() - d.y());
+	const double bdy(b.y() - d.y());
+	const double cdy(c.y() - d.y());
+	const double adz(a.z() - d.z());
+	const double bdz(b.z() - d.z());
+	const double cdz(c.z() - d.z());
+
+	const double bdxcdy(bdx * cdy);
+	const double cdxbdy(cdx * bdy);
+	const double cdxady(cdx * ady);
+	const double adxcdy(adx * cdy);
+	const double adxbdy(adx * bdy);
+	const double bdxady(bdx * ady);
+
+	double det(adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady));
+	const double permanent((std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
+		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) +
+		(std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz));
+	const double errbound(o3derrboundA * permanent);
+	if(errbound > det && errbound > -det)
+	{
+		det = orient3dAdapt(a, b, c, d, permanent, pStage);
+	}
+	else if(pStage != nullptr)
+	{
+		*pStage = STAGE_FILTER;
+	}
+	// orient3d is negative for our positive orientation.
+	if(det < 0.0) return ORIENTATION3_POSITIVE;
+	if(det > 0.0) return ORIENTATION3_NEGATIVE;
+	return ORIENTATION3_COPLANAR;
+}
+
+// Sphere filter: the lifted 4x4 determinant with q as the origin, trusted
+// when it reaches isperrboundA times its permanent. Non-strict on purpose: a
+// zero permanent accepts the zero determinant as SIC_INSIDE.
+inline SphereInclusion TrelTest3::sphereInclusion(const Point3* pa, const Point3* pb, const Point3* pc,
+	const Point3* pd, const Point3* q, PredicateStage* pStage) const
+{
+	const double aex(pa->x() - q->x());
+	const double bex(pb->x() - q->x());
+	const double cex(pc->x() - q->x());
+	const double dex(pd->x() - q->x());
+	const double aey(pa->y() - q->y());
+	const double bey(pb->y() - q->y());
+	const double cey(pc->y() - q->y());
+	const double dey(pd->y() - q->y());
+	const double aez(pa->z() - q->z());
+	const double bez(pb->z() - q->z());
+	const double cez(pc->z() - q->z());
+	const double dez(pd->z() - q->z());
+
+	const double aexbey(aex * bey);
+	const double bexaey(bex * aey);
+	const double ab(aexbey - bexaey);
+	const double bexcey(bex * cey);
+	const double cexbey(cex * bey);
+	const double bc(bexcey - cexbey);
+	const double cexdey(cex * dey);
+	const double dexcey(dex * cey);
+	const double cd(cexdey - dexcey);
+	const double dexaey(dex * aey);
+	const double aexdey(aex * dey);
+	const double da(dexaey - aexdey);
+	const double aexcey(aex * cey);
+	const double cexaey(cex * aey);
+	const double ac(aexcey - cexaey);
+	const double bexdey(bex * dey);
+	const double dexbey(dex * bey);
+	const double bd(bexdey - dexbey);
+
+	const double abc(aez * bc - bez * ac + cez * ab);
+	const double bcd(bez * cd - cez * bd + dez * bc);
+	const double cda(cez * da + dez * ac + aez * cd);
+	const double dab(dez * ab + aez * bd + bez * da);
+
+	const double alift(aex * aex + aey * aey + aez * aez);
+	const double blift(bex * bex + bey * bey + bez * bez);
+	const double clift(cex * cex + cey * cey + cez * cez);
+	const double dlift(dex * dex + dey * dey + dez * dez);
+
+	const double det((dlift * abc - clift * dab) + (blift * cda - alift * bcd));
+
+	const double aezplus(std::fabs(aez));
+	const double bezplus(std::fabs(bez));
+	const double cezplus(std::fabs(cez));
+	const double dezplus(std::fabs(dez));
+	const double aexbeyplus(std::fabs(aexbey));
+	const double bexaeyplus(std::fabs(bexaey));
+	const double bexceyplus(std::fabs(bexcey));
+	const double cexbeyplus(std::fabs(cexbey));
+	const double cexdeyplus(std::fabs(cexdey));
+	const double dexceyplus(std::fabs(dexcey));
+	const double dexaeyplus(std::fabs(dexaey));
+	const double aexdeyplus(std::fabs(aexdey));
+	const double aexceyplus(std::fabs(aexcey));
+	const double cexaeyplus(std::fabs(cexaey));
+	const double bexdeyplus(std::fabs(bexdey));
+	const double dexbeyplus(std::fabs(dexbey));
+	const double permanent(((cexdeyplus + dexceyplus) * bezplus + (dexbeyplus + bexdeyplus) * cezplus +
+							   (bexceyplus + cexbeyplus) * dezplus) *
+			alift +
+		((dexaeyplus + aexdeyplus) * cezplus + (aexceyplus + cexaeyplus) * dezplus +
+			(cexdeyplus + dexceyplus) * aezplus) *
+			blift +
+		((aexbeyplus + bexaeyplus) * dezplus + (bexdeyplus + dexbeyplus) * aezplus +
+			(dexaeyplus + aexdeyplus) * bezplus) *
+			clift +
+		((bexceyplus + cexbeyplus) * aezplus + (cexaeyplus + aexceyplus) * bezplus +
+			(aexbeyplus + bexaeyplus) * cezplus) *
+			dlift);
+	const double errbound(isperrboundA * permanent);
+	if(det >= errbound || -det >= errbound)
+	{
+		if(pStage != nullptr) *pStage = STAGE_FILTER;
+		return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+	}
+	if(q == pa || q == pb || q == pc || q == pd)
+	{
+		if(pStage != nullptr) *pStage = STAGE_CORNER_GUARD;
+		return SIC_CORNER;
+	}
+	// Exactly on the sphere is not a conflict: only a negative sign is inside.
+	return insphereAdapt(*pa, *pb, *pc, *pd, *q, permanent, pStage) == 0 ? SIC_INSIDE : SIC_OUTSIDE;
+}
 
 } // namespace VORN3D
 
