@@ -1,11 +1,11 @@
 // HC3: the vertex store. Owns every vertex of a triangulation and keeps them
-// in an ordered set sorted along a 3D Hilbert curve over the bounding box.
+// in one ordered sequence sorted along a 3D Hilbert curve over the bounding
+// box.
 // Internal to the library.
 #ifndef VORN3D_HC3_H
 #define VORN3D_HC3_H
 
 #include <cstdint>
-#include <set>
 #include <vector>
 
 #include "Bbox3.h"
@@ -37,13 +37,54 @@ struct IdxVtxLess
 	}
 };
 
+/// The store's ordered sequence of entries (IdxVtxLess order, no two equal),
+/// kept as a list of sorted blocks of bounded size. Finding a position is a
+/// binary search over the blocks' last entries and then inside one block;
+/// inserting shifts at most one block; a whole sorted sequence is taken over
+/// in linear time. Iterating is a plain walk through the blocks.
+class IdxVtxSequence
+{
+public:
+	IdxVtxSequence(): numEntries(0) {}
+
+	size_t size() const { return numEntries; }
+	bool empty() const { return numEntries == 0; }
+	void clear();
+	/// Block and index of the first entry not before pProbe; block ==
+	/// getBlocks().size() when there is none.
+	void lowerBound(const IdxVtx* pProbe, size_t& block, size_t& idx) const;
+	/// Inserts pEntry unless an equal entry is stored; returns the stored one
+	/// (pEntry itself when it was inserted).
+	IdxVtx* insertUnique(IdxVtx* pEntry);
+	/// Replaces the content by vSorted, which must be strictly increasing.
+	void assign(const std::vector<IdxVtx*>& vSorted);
+	/// Appends all entries, in order.
+	void appendTo(std::vector<IdxVtx*>& vEntries) const;
+	const std::vector<std::vector<IdxVtx*>>& getBlocks() const { return vBlocks; }
+
+	/// Checks the block structure (order inside and across blocks, no empty
+	/// block, the cached last entries, the count); for tests.
+	bool isConsistent() const;
+
+	// A block that grows past maxBlockSize is split in two; assign fills
+	// blocks to fillBlockSize so that later insertions rarely split.
+	static const size_t maxBlockSize = 512;
+	static const size_t fillBlockSize = 384;
+
+private:
+	std::vector<std::vector<IdxVtx*>> vBlocks;
+	// Last entry of every block, for the search over blocks.
+	std::vector<IdxVtx*> vBlockLast;
+	size_t numEntries;
+};
+
 /// The vertex store.
 ///
 /// Every vertex is created here, from a pool, and lives until the store is
 /// destroyed: vertex pointers handed out stay valid that long. Keys are
 /// Hilbert indices over the bounding box of all points inserted so far; the
 /// box is enlarged beyond the points whenever it grows, and then every key is
-/// recomputed and the set rebuilt.
+/// recomputed and the sequence rebuilt.
 ///
 /// Not thread-safe; besides its own state it shares one process-wide flag
 /// (the first bulk enlargement, see insert).
@@ -62,7 +103,7 @@ public:
 	/// the stored vertex with the same coordinates. pDuplicateTet receives
 	/// the incident cell of that stored vertex when p was already stored and
 	/// its vertex belongs to the mesh, null otherwise. A point that grows the
-	/// box enlarges it by its full range (factor 1.0) and rebuilds the set.
+	/// box enlarges it by its full range (factor 1.0) and reorders the store.
 	Point3* insert(const Point3& p, Tet3*& pDuplicateTet);
 
 	/// Bulk insertion. vUserHandles must be empty (checked); it receives one
@@ -80,7 +121,7 @@ public:
 	/// A cell near p: starting at the first entry whose key is not below p's
 	/// (the last entry if there is none), the incident cell of the first
 	/// vertex in curve order that has one. Null for an empty store, and null
-	/// when the end of the set is reached without such a vertex (the search
+	/// when the end of the store is reached without such a vertex (the search
 	/// never goes backwards).
 	Tet3* getNearTet(const Point3& p);
 
@@ -91,6 +132,8 @@ public:
 	/// at least one stored point). Always below 2^numBits.
 	uint32_t getKey(const Point3& p) const;
 
+	/// Checks the internal sequence (see IdxVtxSequence::isConsistent).
+	bool isConsistent() const { return entries.isConsistent(); }
 	/// The current (enlarged) bounding box.
 	const Bbox3& getBox() const { return bbox; }
 	int getNumBits() const { return numBits; }
@@ -104,8 +147,6 @@ private:
 	IdxVtx* takeEntry();
 	Point3* newVertex(const Point3& p);
 
-	typedef std::set<IdxVtx*, IdxVtxLess> EntrySet;
-
 	Bbox3 bbox;
 	// Box minimum and extents per axis, as used by the key.
 	double aBoxMin[3];
@@ -114,7 +155,7 @@ private:
 	bool bValid;
 	SimplePool<Point3> vertexPool;
 	SimplePool<IdxVtx> entryPool;
-	EntrySet entrySet;
+	IdxVtxSequence entries;
 	// An entry taken for a point that turned out to be stored already; the
 	// next insertion uses it, so duplicates do not drain the pool.
 	IdxVtx* pSpareEntry;

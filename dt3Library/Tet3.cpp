@@ -166,11 +166,12 @@ bool Tet3::haveCommonFacet(Tet3* pT0, int opp0, Tet3* pT1, int opp1)
 		bSame = (f0[i] == f1[0] || f0[i] == f1[1] || f0[i] == f1[2]);
 	}
 	if(bSame) return true;
+	// The cell print ends its own last line.
 	std::cout << "Tet3::haveCommonFacet() ERROR" << std::endl;
-	std::cout << *pT0 << std::endl;
+	std::cout << *pT0;
 	std::cout << "...with index " << opp0 << std::endl;
 	std::cout << a0 << "," << b0 << "," << c0 << std::endl;
-	std::cout << *pT1 << std::endl;
+	std::cout << *pT1;
 	std::cout << "...with index " << opp1 << std::endl;
 	std::cout << a1 << "," << b1 << "," << c1 << std::endl;
 	exit(1);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Point3.h"
+#include "VornException.h"
 #include "vorn3d_export.h"
 
 namespace VORN3D {

@@ -3,6 +3,7 @@
 #include <iostream>
 #include <map>
 
+#include "testDataGenerators.h"
 #include "vorn3d_export.h"
 
 VornException::~VornException() = default;

@@ -48,6 +48,7 @@ void setBox(HC3& store, const Point3& lo, const Point3& hi)
 // The store's order, recomputed independently: key, then x, y, z.
 void expectSetOrder(const HC3& store)
 {
+	ASSERT_TRUE(store.isConsistent());
 	std::vector<Point3*> vVertices;
 	store.getVertices(vVertices);
 	ASSERT_EQ(vVertices.size(), store.size());
@@ -281,9 +282,11 @@ TEST(VertexStore, BulkInsertionMergesDuplicatesAndKeepsInputOrder)
 			const double scale(1.0 + call);
 			for(int i = 0; i < 400; ++i) vInput.push_back(Point3(grid(rng) * scale, grid(rng), grid(rng) * 0.5));
 			std::set<Coords> newInCall;
-			for(const Point3& p : vInput)
+			std::map<Coords, size_t> firstPosition;
+			for(size_t i = 0; i < vInput.size(); ++i)
 			{
-				if(known.count(coordsOf(p)) == 0) newInCall.insert(coordsOf(p));
+				const Coords c(coordsOf(vInput[i]));
+				if(known.count(c) == 0 && newInCall.insert(c).second) firstPosition[c] = i;
 			}
 			std::vector<Point3*> vHandles, vOrdered(3, nullptr);
 			store.insert(vInput, vHandles, vOrdered);
@@ -317,7 +320,84 @@ TEST(VertexStore, BulkInsertionMergesDuplicatesAndKeepsInputOrder)
 				}
 			}
 			EXPECT_EQ(ordered, newInCall);
+			// Precisely: by key, then by the first input position of the point.
+			std::vector<std::pair<uint32_t, size_t>> vExpected;
+			for(const std::pair<const Coords, size_t>& entry : firstPosition)
+			{
+				vExpected.push_back(std::make_pair(store.getKey(vInput[entry.second]), entry.second));
+			}
+			std::sort(vExpected.begin(), vExpected.end());
+			ASSERT_EQ(vExpected.size(), vOrdered.size());
+			for(size_t i = 0; i < vOrdered.size(); ++i)
+			{
+				ASSERT_EQ(coordsOf(*vOrdered[i]), coordsOf(vInput[vExpected[i].second])) << i;
+			}
 			EXPECT_EQ(store.size(), known.size());
+			expectSetOrder(store);
+		}
+	}
+}
+
+// Thousands of single insertions into a fixed box, then a small and a large
+// bulk insertion mixing stored points, repeats and new points. With three
+// key bits long runs of equal keys cross many internal blocks.
+TEST(VertexStore, LargeMixedInsertionsKeepOneVertexPerPoint)
+{
+	for(const int numBits : {3, 27})
+	{
+		HC3 store(numBits);
+		setBox(store, Point3(0, 0, 0), Point3(64, 64, 64));
+		std::mt19937 rng(numBits + 1);
+		std::uniform_int_distribution<int> grid(1, 62);
+		std::map<Coords, Point3*> known;
+		Tet3* pDup(nullptr);
+		std::vector<Point3*> vVertices;
+		store.getVertices(vVertices);
+		for(Point3* pV : vVertices) known[coordsOf(*pV)] = pV;
+		for(int i = 0; i < 4000; ++i)
+		{
+			const Point3 p(grid(rng), grid(rng), grid(rng) * 0.5);
+			Point3* pV(store.insert(p, pDup));
+			std::map<Coords, Point3*>::iterator it(known.find(coordsOf(p)));
+			if(it == known.end())
+			{
+				known[coordsOf(p)] = pV;
+			}
+			else
+			{
+				ASSERT_EQ(pV, it->second);
+			}
+		}
+		expectSetOrder(store);
+		ASSERT_EQ(store.size(), known.size());
+		// 60 points into about 4000 stored ones, then 3000.
+		for(const int numBulk : {60, 3000})
+		{
+			std::vector<Point3> vInput;
+			for(int i = 0; i < numBulk; ++i)
+			{
+				if(i % 3 == 0) vInput.push_back(*std::next(known.begin(), static_cast<long>(rng() % known.size()))->second);
+				else if(i % 3 == 1 && i > 1) vInput.push_back(vInput[static_cast<size_t>(i) / 2]);
+				else vInput.push_back(Point3(grid(rng) + 0.25, grid(rng), grid(rng)));
+			}
+			std::vector<Point3*> vHandles, vOrdered;
+			const size_t sizeBefore(store.size());
+			store.insert(vInput, vHandles, vOrdered);
+			for(size_t i = 0; i < vInput.size(); ++i)
+			{
+				ASSERT_EQ(coordsOf(*vHandles[i]), coordsOf(vInput[i]));
+				std::map<Coords, Point3*>::iterator it(known.find(coordsOf(vInput[i])));
+				if(it == known.end())
+				{
+					known[coordsOf(vInput[i])] = vHandles[i];
+				}
+				else
+				{
+					ASSERT_EQ(vHandles[i], it->second) << "numBulk=" << numBulk << " i=" << i;
+				}
+			}
+			EXPECT_EQ(store.size(), known.size());
+			EXPECT_EQ(store.size() - sizeBefore, vOrdered.size());
 			expectSetOrder(store);
 		}
 	}

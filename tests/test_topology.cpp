@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iostream>
 #include <map>
 #include <random>
 #include <set>
@@ -445,7 +446,14 @@ TEST(TopologyDeathTest, PayloadAndRangeAssertions)
 	EXPECT_DEATH(f.getEdge(-1), "range02\\(ith\\)");
 	EXPECT_DEATH(Edge3(pT, 4, 0), "range03\\(ith\\)");
 	EXPECT_DEATH(Edge3(pT, 1, -1), "range03\\(ith\\)");
-	EXPECT_DEATH(pT->getEdge(2, 2), "opp3ICI!=opp2ICI");
+	// The error line goes to standard output; route it to stderr so that it
+	// can be matched together with the assertion.
+	EXPECT_DEATH(
+		{
+			std::cout.rdbuf(std::cerr.rdbuf());
+			pT->getEdge(2, 2);
+		},
+		"Tet3::getEdge\\(\\), ERROR: opp3ICI==opp2ICI=2.*opp3ICI!=opp2ICI");
 }
 #else
 // Without assertions a cell asked for an edge with equal indices reports it

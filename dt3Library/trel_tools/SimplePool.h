@@ -14,6 +14,47 @@
 
 namespace VORN3D {
 
+class Tet3;
+class Point3;
+struct IdxVtx;
+struct TwoTetStruct;
+
+/// Container sizes of the library's pools, one specialisation per element
+/// type: firstSize objects in the first container, then growSize objects per
+/// further container (-1: automatic, half the first, then doubling). Only the
+/// element types listed here have a parameterless SimplePool::init().
+template <class T> struct SimplePoolSizes;
+
+/// Cells of the kernel: small first block, then automatic growth; a bulk
+/// insertion of many points quickly reaches the large blocks.
+template <> struct SimplePoolSizes<Tet3>
+{
+	static constexpr int firstSize = 28;
+	static constexpr int growSize = -1;
+};
+
+/// Pending-facet records: reset after every insertion, so a fixed growth
+/// suffices; one cavity rarely needs more than the first 1024.
+template <> struct SimplePoolSizes<TwoTetStruct>
+{
+	static constexpr int firstSize = 1024;
+	static constexpr int growSize = 512;
+};
+
+/// Vertices of the vertex store.
+template <> struct SimplePoolSizes<Point3>
+{
+	static constexpr int firstSize = 4;
+	static constexpr int growSize = -1;
+};
+
+/// Entries of the vertex store.
+template <> struct SimplePoolSizes<IdxVtx>
+{
+	static constexpr int firstSize = 4;
+	static constexpr int growSize = -1;
+};
+
 template <class T> class SimplePool
 {
 public:
@@ -37,9 +78,15 @@ public:
 		vContainers.clear();
 	}
 
+	/// Initialises the pool with the sizes of SimplePoolSizes<T> and obtains
+	/// the first block. A second call is a usage fault: message, assertion
+	/// and process exit with status 1.
+	void init() { init(SimplePoolSizes<T>::firstSize, SimplePoolSizes<T>::growSize); }
+
 	/// Sets the sizes (first block, growth: positive fixed, -1 automatic) and
-	/// obtains the first block. A second call is a usage fault: message,
-	/// assertion and process exit with status 1.
+	/// obtains the first block. A growth of 1 works but costs one heap call per
+	/// object, which is worth a warning. A second call is a usage fault:
+	/// message, assertion and process exit with status 1.
 	void init(int firstSize, int grow)
 	{
 		if(bInitialized)
@@ -48,6 +95,7 @@ public:
 			assert(false);
 			exit(1);
 		}
+		if(grow == 1) std::cout << "TrelPool::init(..), Warning: increaseLimit=1" << std::endl;
 		maxContainerSize = static_cast<int>(100000000 / sizeof(T));
 		firstContainerSize = firstSize;
 		growSize = grow;
@@ -58,7 +106,10 @@ public:
 	/// The next free object, uninitialised.
 	T* alloc()
 	{
-		assert(bInitialized && "initialized");
+		// An uninitialised pool has no container to hand out from.
+		const bool initialized(bInitialized);
+		assert(initialized);
+		(void)initialized;
 		++currentIndex;
 		if(currentIndex < currentContainerSize) return pCurrentContainer + currentIndex;
 		addContainer(growSize);
@@ -71,6 +122,9 @@ public:
 	/// Pointers handed out before become invalid.
 	void reset()
 	{
+		const bool initialized(bInitialized);
+		assert(initialized);
+		(void)initialized;
 		currentIndex = -1;
 		if(!bOnlyFirstContainer)
 		{
@@ -84,8 +138,14 @@ public:
 
 	// Read access for diagnostics and tests.
 	size_t getNumContainers() const { return vContainers.size(); }
+	/// Sizes of every container ever obtained, in order (a reset keeps them).
 	const std::vector<int>& getSizes() const { return vSizes; }
 	int getMaxContainerSize() const { return maxContainerSize; }
+	int getFirstContainerSize() const { return firstContainerSize; }
+	int getGrowSize() const { return growSize; }
+	bool isInitialized() const { return bInitialized; }
+	/// True while no container beyond the first was needed since the last reset.
+	bool hasOnlyFirstContainer() const { return bOnlyFirstContainer; }
 
 private:
 	void addContainer(int n)

@@ -3,51 +3,88 @@
 #include <gmpxx.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 namespace vtest {
 
 namespace {
 
-// A point with exact rational coordinates; mpq_class converts a double without rounding.
-struct QPoint
+// A point with exact integer coordinates: the doubles of one query, all
+// multiplied by the same power of two so that each becomes an integer. A
+// common positive factor does not change the sign of any of the
+// determinants below, and integers avoid the cost of canonical fractions.
+struct ZPoint
 {
-	explicit QPoint(const VORN3D::Point3& p): x(p.x()), y(p.y()), z(p.z()) {}
-	QPoint(const mpq_class& qx, const mpq_class& qy, const mpq_class& qz): x(qx), y(qy), z(qz) {}
-	mpq_class x, y, z;
+	ZPoint() = default;
+	ZPoint(const mpz_class& zx, const mpz_class& zy, const mpz_class& zz): x(zx), y(zy), z(zz) {}
+	mpz_class x, y, z;
 };
 
-QPoint operator-(const QPoint& p, const QPoint& q)
+// Converts numPoints points to integers with one common scale.
+void toIntegers(const VORN3D::Point3* const* ppPoint, int numPoints, ZPoint* pOut)
 {
-	return QPoint(p.x - q.x, p.y - q.y, p.z - q.z);
+	// Every finite double is an integer mantissa (53 bits) times 2^exponent.
+	long minExponent(0);
+	bool bAny(false);
+	for(int i = 0; i < numPoints; ++i)
+	{
+		for(double v : {ppPoint[i]->x(), ppPoint[i]->y(), ppPoint[i]->z()})
+		{
+			if(v == 0.0) continue;
+			int exponent;
+			std::frexp(v, &exponent);
+			const long lowBitExponent(static_cast<long>(exponent) - 53);
+			if(!bAny || lowBitExponent < minExponent) minExponent = lowBitExponent;
+			bAny = true;
+		}
+	}
+	auto convert = [minExponent](double v) {
+		if(v == 0.0) return mpz_class(0);
+		int exponent;
+		const double mantissa(std::frexp(v, &exponent));
+		mpz_class result(static_cast<long>(std::ldexp(mantissa, 53)));
+		mpz_mul_2exp(result.get_mpz_t(), result.get_mpz_t(), static_cast<unsigned long>(exponent - 53 - minExponent));
+		return result;
+	};
+	for(int i = 0; i < numPoints; ++i)
+	{
+		pOut[i] = ZPoint(convert(ppPoint[i]->x()), convert(ppPoint[i]->y()), convert(ppPoint[i]->z()));
+	}
 }
 
-QPoint scaled(const QPoint& p, const mpq_class& s)
+ZPoint operator-(const ZPoint& p, const ZPoint& q)
 {
-	return QPoint(p.x * s, p.y * s, p.z * s);
+	return ZPoint(p.x - q.x, p.y - q.y, p.z - q.z);
 }
 
-QPoint operator+(const QPoint& p, const QPoint& q)
+ZPoint operator+(const ZPoint& p, const ZPoint& q)
 {
-	return QPoint(p.x + q.x, p.y + q.y, p.z + q.z);
+	return ZPoint(p.x + q.x, p.y + q.y, p.z + q.z);
 }
 
-mpq_class dot(const QPoint& p, const QPoint& q)
+ZPoint scaled(const ZPoint& p, const mpz_class& s)
+{
+	return ZPoint(p.x * s, p.y * s, p.z * s);
+}
+
+mpz_class dot(const ZPoint& p, const ZPoint& q)
 {
 	return p.x * q.x + p.y * q.y + p.z * q.z;
 }
 
-QPoint cross(const QPoint& p, const QPoint& q)
+ZPoint cross(const ZPoint& p, const ZPoint& q)
 {
-	return QPoint(p.y * q.z - p.z * q.y, p.z * q.x - p.x * q.z, p.x * q.y - p.y * q.x);
+	return ZPoint(p.y * q.z - p.z * q.y, p.z * q.x - p.x * q.z, p.x * q.y - p.y * q.x);
 }
 
-int signOf(const mpq_class& value)
+int signOf(const mpz_class& value)
 {
 	const int s(sgn(value));
 	return s > 0 ? 1 : (s < 0 ? -1 : 0);
 }
 
 // Determinant of a 3x3 matrix given by its rows.
-mpq_class det3(const QPoint& r0, const QPoint& r1, const QPoint& r2)
+mpz_class det3(const ZPoint& r0, const ZPoint& r1, const ZPoint& r2)
 {
 	return dot(r0, cross(r1, r2));
 }
@@ -56,8 +93,10 @@ mpq_class det3(const QPoint& r0, const QPoint& r1, const QPoint& r2)
 
 int exactOrientation(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d)
 {
-	const QPoint qa(a);
-	return signOf(det3(QPoint(b) - qa, QPoint(c) - qa, QPoint(d) - qa));
+	const VORN3D::Point3* aInput[4] = {&a, &b, &c, &d};
+	ZPoint z[4];
+	toIntegers(aInput, 4, z);
+	return signOf(det3(z[1] - z[0], z[2] - z[0], z[3] - z[0]));
 }
 
 int exactInSphere(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d, const VORN3D::Point3& e)
@@ -66,37 +105,41 @@ int exactInSphere(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D
 	// den = 2 u.(v x w) and n = |u|^2 (v x w) + |v|^2 (w x u) + |w|^2 (u x v).
 	// Scaling by den keeps everything polynomial: e is inside exactly when
 	// |den (e - a) - n|^2 < |n|^2.
-	const QPoint qa(a);
-	const QPoint u(QPoint(b) - qa), v(QPoint(c) - qa), w(QPoint(d) - qa);
-	const mpq_class den(2 * det3(u, v, w));
+	const VORN3D::Point3* aInput[5] = {&a, &b, &c, &d, &e};
+	ZPoint z[5];
+	toIntegers(aInput, 5, z);
+	const ZPoint u(z[1] - z[0]), v(z[2] - z[0]), w(z[3] - z[0]);
+	const mpz_class den(2 * det3(u, v, w));
 	if(den == 0)
 	{
 		ADD_FAILURE() << "exactInSphere: the four corners are coplanar";
 		return 0;
 	}
-	const QPoint n(scaled(cross(v, w), dot(u, u)) + scaled(cross(w, u), dot(v, v)) + scaled(cross(u, v), dot(w, w)));
-	const QPoint toQuery(scaled(QPoint(e) - qa, den) - n);
+	const ZPoint n(scaled(cross(v, w), dot(u, u)) + scaled(cross(w, u), dot(v, v)) + scaled(cross(u, v), dot(w, w)));
+	const ZPoint toQuery(scaled(z[4] - z[0], den) - n);
 	return signOf(dot(n, n) - dot(toQuery, toQuery));
 }
 
 int exactLiftedSign(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d, const VORN3D::Point3& e)
 {
-	const QPoint qe(e);
-	const QPoint rows[4] = {QPoint(a) - qe, QPoint(b) - qe, QPoint(c) - qe, QPoint(d) - qe};
-	mpq_class lift[4];
+	const VORN3D::Point3* aInput[5] = {&a, &b, &c, &d, &e};
+	ZPoint z[5];
+	toIntegers(aInput, 5, z);
+	const ZPoint rows[4] = {z[0] - z[4], z[1] - z[4], z[2] - z[4], z[3] - z[4]};
+	mpz_class lift[4];
 	for(int i = 0; i < 4; ++i) lift[i] = dot(rows[i], rows[i]);
 	// Expansion along the lift column: sum over i of (-1)^(i+3) lift_i M_i,
 	// M_i the 3x3 minor of the other three rows (kept in order).
-	mpq_class det(0);
+	mpz_class det(0);
 	for(int i = 0; i < 4; ++i)
 	{
-		const QPoint* pRest[3];
+		const ZPoint* pRest[3];
 		int numRest(0);
 		for(int j = 0; j < 4; ++j)
 		{
 			if(j != i) pRest[numRest++] = &rows[j];
 		}
-		const mpq_class term(lift[i] * det3(*pRest[0], *pRest[1], *pRest[2]));
+		const mpz_class term(lift[i] * det3(*pRest[0], *pRest[1], *pRest[2]));
 		if((i + 3) % 2 == 0) det += term;
 		else det -= term;
 	}

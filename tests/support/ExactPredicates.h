@@ -1,8 +1,10 @@
-// Exact orientation and insphere signs computed with GMP rationals.
+// Exact orientation and insphere signs computed with GMP.
 //
 // An oracle for the tests: it shares no code with the library's predicates.
-// Every double is converted to a rational exactly, so the answers are the true
-// signs for the given coordinates, whatever their magnitudes.
+// The doubles of a query are converted exactly to integers over one common
+// power of two (rationals with a shared denominator), so the answers are the
+// true signs for the given coordinates, whatever their magnitudes. Only
+// finite coordinates are supported.
 #ifndef VORN3D_TEST_EXACTPREDICATES_H
 #define VORN3D_TEST_EXACTPREDICATES_H
 

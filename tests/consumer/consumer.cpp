@@ -1,0 +1,137 @@
+// A user program built against the installed library: it must compile with
+// the installed headers only, link against the installed shared library and
+// see the exported classes, free functions and the exception type.
+#ifdef VORN3D_CONSUMER_FULL
+#include <vorn3d/Vorn_3D.h>
+#else
+#include <vorn3d/Ball3.h>
+#include <vorn3d/Bbox3.h>
+#include <vorn3d/Point3.h>
+#include <vorn3d/Tet3.h>
+#include <vorn3d/Triangle3.h>
+#include <vorn3d/VornException.h>
+#include <vorn3d/testDataGenerators.h>
+#endif
+
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <vector>
+
+using namespace VORN3D;
+
+namespace {
+
+int numFailed(0);
+
+void check(bool bOk, const char* what)
+{
+	if(bOk) return;
+	std::cout << "consumer: FAILED: " << what << std::endl;
+	++numFailed;
+}
+
+void checkValueClasses()
+{
+	Point3 a(0, 0, 0), b(1, 0, 0), c(0, 1, 0), d(0, 0, 1);
+	check(a < b && !(b < a), "Point3 order");
+	check(a + (b - a) == b, "Point3 and Vector3 arithmetic");
+
+	Bbox3 box;
+	check(!box.isValid(), "empty Bbox3 is invalid");
+	box.add(a);
+	check(box.add(Point3(2, 3, 4)), "Bbox3::add grows the box");
+	check(box.getMaxRange() == 4.0, "Bbox3::getMaxRange");
+
+	check(Ball3(1, 2, 3, 9).getRadius() == 3.0, "Ball3::getRadius");
+
+	Triangle3 triangle(&a, &b, &c);
+	check(triangle.getIntraTriangleIndex(&b, &c) == 0, "Triangle3::getIntraTriangleIndex");
+
+	// Static data and the stream operator of an exported class.
+	const int firstLabel(Tet3::runningLabel);
+	Tet3 cell;
+	cell.setProperties(&a, &b, &c, &d);
+	check(Tet3::runningLabel == firstLabel + 2, "Tet3::runningLabel counts cells");
+	check(d.getOneTet() == &cell, "Tet3::setProperties links its corners");
+	std::cout << cell;
+}
+
+void checkFreeFunctions()
+{
+	std::vector<Point3> vPoints;
+	generateRandomPoints(30, -1.0, 1.0, vPoints, 7);
+	check(vPoints.size() == 20, "generateRandomPoints yields 2/3 of count");
+	std::vector<Point3> vAgain;
+	generateRandomPoints(30, -1.0, 1.0, vAgain, 7);
+	check(vAgain.size() == vPoints.size() && vAgain.back() == vPoints.back(), "a seed reproduces its points");
+
+	const Vector3 normal(getNormalVector(Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0)));
+	check(normal.x() == 0.0 && normal.y() == 0.0 && normal.z() == 1.0, "getNormalVector");
+
+	std::string counterName("consumer");
+	benchCounter(counterName);
+
+	// The exception type crosses the library boundary and can be caught by
+	// its own type and as a std::exception.
+	bool bCaught(false);
+	try
+	{
+		std::vector<double> vNumbers;
+		generateRandomNumbers(1, 1.0, 0.0, vNumbers, 1);
+	}
+	catch(const VornException&)
+	{
+		bCaught = true;
+	}
+	check(bCaught, "VornException caught by its type");
+	bCaught = false;
+	try
+	{
+		std::vector<double> vNumbers;
+		generateRandomNumbers(1, 1.0, 1.0, vNumbers, 1);
+	}
+	catch(const std::exception& e)
+	{
+		bCaught = std::strncmp(e.what(), "\n  VORN EXCEPTION", 17) == 0;
+	}
+	check(bCaught, "VornException caught as std::exception with its text");
+}
+
+#ifdef VORN3D_CONSUMER_FULL
+void checkTriangulation()
+{
+	check(getVorn3DVersion() == "Vorn3D, DEBUG, v0.99.0", "getVorn3DVersion");
+	check(getMajorVersionNumber() == 0 && getMinorVersionNumber() == 99 && getRevisionNumber() == 0,
+		"version numbers");
+	std::cout << getVorn3DVersion() << std::endl;
+
+	// A unit corner cell and one point beyond its slanted facet: two cells.
+	std::vector<Point3> vInput{Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1), Point3(2, 2, 2)};
+	std::vector<Point3*> vHandles;
+	Vorn_3D dt;
+	dt.insert(vInput, vHandles);
+	check(dt.is3D(), "Vorn_3D::is3D");
+	check(vHandles.size() == vInput.size(), "one handle per input point");
+	std::vector<Tet3*> vCells;
+	dt.getTetrahedra(vCells);
+	check(vCells.size() == 2, "two cells");
+	Tet3* pCell(dt.locate(Point3(0.1, 0.1, 0.1)));
+	check(pCell != nullptr && pCell->hasVertex(vHandles[0]), "Vorn_3D::locate");
+	check(dt.locate(Point3(-1, -1, -1)) == nullptr, "Vorn_3D::locate outside the hull");
+}
+#endif
+
+} // namespace
+
+int main()
+{
+	checkValueClasses();
+	checkFreeFunctions();
+#ifdef VORN3D_CONSUMER_FULL
+	checkTriangulation();
+#endif
+	if(numFailed != 0) return 1;
+	std::cout << "consumer: all checks passed" << std::endl;
+	return 0;
+}
