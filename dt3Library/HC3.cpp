@@ -41,7 +41,6 @@ const int32_t aNext[96] = {
 	5, 7, 11, 8, 7, 6, 11, 10, 9, 3, 5, 4,
 };
 
-
 // Stable LSD radix sort of (key << 32 | low) values by their key bits alone:
 // values with equal keys keep their order, so input with ascending low halves
 // comes out sorted by key, then low half.
@@ -82,7 +81,7 @@ template <class PointOf> void sortRunByCoords(uint64_t* first, uint64_t* last, P
 }
 
 // End of the run of equal keys that starts at first.
-const uint64_t* runEnd(const uint64_t* first, const uint64_t* last)
+template <class Iter> Iter runEnd(Iter first, Iter last)
 {
 	const uint64_t key(*first >> 32);
 	++first;
@@ -295,7 +294,7 @@ void HC3::recomputeKeys()
 	uint64_t* pEnd(pBegin + vKeyIdx.size());
 	for(uint64_t* pRun = pBegin; pRun != pEnd;)
 	{
-		uint64_t* pRunEnd(const_cast<uint64_t*>(runEnd(pRun, pEnd)));
+		uint64_t* pRunEnd(runEnd(pRun, pEnd));
 		if(pRunEnd - pRun > 1) sortRunByCoords(pRun, pRunEnd, pointOf);
 		pRun = pRunEnd;
 	}
@@ -498,6 +497,7 @@ Tet3* HC3::getNearTet(const Point3& p)
 		block = vBlocks.size() - 1;
 		idx = vBlocks[block].size() - 1;
 	}
+	const size_t startBlock(block), startIdx(idx);
 	for(; block < vBlocks.size(); ++block, idx = 0)
 	{
 		const std::vector<IdxVtx*>& vBlock(vBlocks[block]);
@@ -508,6 +508,26 @@ Tet3* HC3::getNearTet(const Point3& p)
 			Tet3* pTet(pVtx->getOneTet());
 			if(pTet != nullptr) return pTet;
 		}
+	}
+	// Nothing meshed after the probe (e.g. a bulk batch whose new points all
+	// lie at the end of the curve): the nearest meshed vertex before it serves
+	// as well. Null only when no stored vertex has a cell yet.
+	block = startBlock;
+	idx = startIdx;
+	while(true)
+	{
+		if(idx == 0)
+		{
+			if(block == 0) break;
+			--block;
+			idx = vBlocks[block].size();
+			continue;
+		}
+		--idx;
+		const Point3* pVtx(vBlocks[block][idx]->pVtx);
+		ASSERT_CONDITION(pVtx!=0);
+		Tet3* pTet(pVtx->getOneTet());
+		if(pTet != nullptr) return pTet;
 	}
 	return nullptr;
 }

@@ -120,9 +120,9 @@ public:
 
 	/// A cell near p: starting at the first entry whose key is not below p's
 	/// (the last entry if there is none), the incident cell of the first
-	/// vertex in curve order that has one. Null for an empty store, and null
-	/// when the end of the store is reached without such a vertex (the search
-	/// never goes backwards).
+	/// vertex in curve order that has one. When the end of the store is
+	/// reached without such a vertex, the search goes backwards from the start
+	/// entry instead. Null for an empty store or when no vertex has a cell.
 	Tet3* getNearTet(const Point3& p);
 
 	/// Number of stored vertices.

@@ -1,7 +1,7 @@
 #include <sstream>
 #include <string>
 
-#include "vorn3d_export.h"
+#include "Vorn_3D.h"
 
 namespace VORN3D {
 
@@ -25,27 +25,27 @@ const std::string versionString(buildVersionString());
 
 } // namespace
 
-VORN3D_API int getMajorVersionNumber()
+int getMajorVersionNumber()
 {
 	return majorVersionNumber;
 }
 
-VORN3D_API int getMinorVersionNumber()
+int getMinorVersionNumber()
 {
 	return minorVersionNumber;
 }
 
-VORN3D_API int getRevisionNumber()
+int getRevisionNumber()
 {
 	return revisionNumber;
 }
 
-VORN3D_API bool isRelease()
+bool isRelease()
 {
 	return false;
 }
 
-VORN3D_API std::string getVorn3DVersion()
+std::string getVorn3DVersion()
 {
 	return versionString;
 }

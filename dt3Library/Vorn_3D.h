@@ -13,6 +13,7 @@
 #include "Facet3.h"
 #include "Iterators.h"
 #include "Point3.h"
+#include "Surface3.h"
 #include "Tet3.h"
 #include "Triangle3.h"
 #include "VornException.h"

@@ -1,5 +1,5 @@
 // A first look at Vorn3D: version, random points, their bounding box and one
-// cell built from four of them.
+// cell.
 //
 //   make demo
 #include <vorn3d/Vorn_3D.h>
@@ -25,22 +25,18 @@ int main()
 	std::cout << "10% larger: ";
 	box.debug();
 
-	// The corners of the unit cell, in positive orientation: (0,0,0),
-	// (1,0,0), (0,1,0) seen counter-clockwise from (0,0,1).
-	std::vector<Point3> vCorners{Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1)};
-	std::vector<Point3*> vHandles;
-	Vorn_3D dt;
-	dt.insert(vCorners, vHandles);
-	std::vector<Tet3*> vCells;
-	dt.getTetrahedra(vCells);
-	for(Tet3* pCell : vCells)
-	{
-		std::cout << *pCell;
-		const Point3 center(pCell->getCircumcenter());
-		std::cout << "circumcenter: ";
-		center.debug();
-	}
-	const Vector3 normal(getNormalVector(vCorners[0], vCorners[1], vCorners[2]));
+	// One cell by hand. A triangulation hands out its cells from a pool;
+	// a cell made directly says so when it is constructed.
+	Point3 aCorner[4] = {Point3(0, 0, 0), Point3(1, 0, 0), Point3(0, 1, 0), Point3(0, 0, 1)};
+	Tet3 cell;
+	// Positive orientation: (0,0,0), (1,0,0), (0,1,0) are seen
+	// counter-clockwise from (0,0,1).
+	cell.setProperties(&aCorner[0], &aCorner[1], &aCorner[2], &aCorner[3]);
+	std::cout << cell;
+	std::cout << "circumcenter: ";
+	cell.getCircumcenter().debug();
+	std::cout << "a corner at (1,0,0): " << (cell.hasVertex(Point3(1, 0, 0)) ? "yes" : "no") << std::endl;
+	const Vector3 normal(getNormalVector(aCorner[0], aCorner[1], aCorner[2]));
 	std::cout << "normal of the base facet: " << normal.x() << " " << normal.y() << " " << normal.z() << std::endl;
 	return 0;
 }

@@ -625,12 +625,12 @@ TEST(NearCell, StartsAtTheFirstEntryOfTheKeyAndMovesForward)
 	EXPECT_EQ(store.getNearTet(*pB), cells.get(1));
 
 	// A key above every stored key: the last entry is the start. It has no
-	// cell and nothing follows: null, even though earlier vertices have one.
+	// cell and nothing follows, so the search turns back and finds C.
 	EXPECT_EQ(store.getKey(Point3(7, 1, 1)), 7u);
 	EXPECT_EQ(store.getKey(Point3(7, 7, 7)), 5u);
 	Point3* pLast(vVertices[1]);
 	ASSERT_EQ(*pLast, Point3(6, 6, 6));
-	EXPECT_EQ(store.getNearTet(Point3(7, 1, 1)), nullptr);
+	EXPECT_EQ(store.getNearTet(Point3(7, 1, 1)), cells.get(3));
 	pLast->setOneTet(cells.get(9));
 	EXPECT_EQ(store.getNearTet(Point3(7, 1, 1)), cells.get(9));
 	// Key 5 is the last used key; key 3 (octant 2) lies between and finds
@@ -640,7 +640,7 @@ TEST(NearCell, StartsAtTheFirstEntryOfTheKeyAndMovesForward)
 	EXPECT_EQ(store.getNearTet(Point3(1, 7, 1)), cells.get(9));
 }
 
-// Against a forward scan over the vertex list in set order.
+// Against a scan over the vertex list in set order: forwards, then back.
 TEST(NearCell, AgreesWithAScanOfTheVertexList)
 {
 	HC3 store(6);
@@ -662,8 +662,11 @@ TEST(NearCell, AgreesWithAScanOfTheVertexList)
 		size_t i(0);
 		while(i < vVertices.size() && store.getKey(*vVertices[i]) < key) ++i;
 		if(i == vVertices.size()) i = vVertices.size() - 1;
+		const size_t start(i);
 		Tet3* pExpected(nullptr);
 		for(; i < vVertices.size() && pExpected == nullptr; ++i) pExpected = vVertices[i]->getOneTet();
+		// Nothing meshed from the start on: the nearest meshed one before it.
+		for(i = start; i > 0 && pExpected == nullptr; --i) pExpected = vVertices[i - 1]->getOneTet();
 		ASSERT_EQ(store.getNearTet(query), pExpected) << q;
 	}
 }

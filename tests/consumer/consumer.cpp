@@ -7,6 +7,7 @@
 #include <vorn3d/Ball3.h>
 #include <vorn3d/Bbox3.h>
 #include <vorn3d/Point3.h>
+#include <vorn3d/Surface3.h>
 #include <vorn3d/Tet3.h>
 #include <vorn3d/Triangle3.h>
 #include <vorn3d/VornException.h>
@@ -98,6 +99,20 @@ void checkFreeFunctions()
 	check(bCaught, "VornException caught as std::exception with its text");
 }
 
+void checkSurface()
+{
+	// Two triangles sharing an edge, as ASCII STL in memory.
+	const std::string text("solid s\n"
+						   "facet normal 0 0 1 outer loop vertex 0 0 0 vertex 1 0 0 vertex 1 1 0 endloop endfacet\n"
+						   "facet normal 0 0 1 outer loop vertex 0 0 0 vertex 1 1 0 vertex 0 1 0 endloop endfacet\n"
+						   "endsolid s\n");
+	Surface3 surface;
+	check(surface.readSTLFromMemory(text.data(), text.size(), "in memory"), "Surface3::readSTLFromMemory");
+	check(surface.getNumVertices() == 4 && surface.getNumTriangles() == 2, "Surface3 merges shared corners");
+	check(surface.getTriangle(0)->getNeig(1) == surface.getTriangle(1), "Surface3 links neighbours");
+	check(surface.getEdgeCounts().numBorderEdges == 4, "Surface3::getEdgeCounts");
+}
+
 #ifdef VORN3D_CONSUMER_FULL
 void checkTriangulation()
 {
@@ -128,6 +143,7 @@ int main()
 {
 	checkValueClasses();
 	checkFreeFunctions();
+	checkSurface();
 #ifdef VORN3D_CONSUMER_FULL
 	checkTriangulation();
 #endif

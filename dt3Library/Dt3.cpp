@@ -1,0 +1,240 @@
+// Dt3: kernel state, construction and teardown, and the insertion driver
+// (bulk and single insertion, batches, the per-point dispatch).
+#include "Dt3.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+#include <string>
+
+namespace VORN3D {
+
+Dt3::Dt3(Vorn_3D* pOwner_):
+	numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr)
+{
+	ttsPool.init(1024, 512);
+	tetPool.init(28, -1);
+	vDoomedTets.reserve(512);
+	vFreeTets.reserve(512);
+	vBuckets.assign(1024, nullptr);
+	vStack.reserve(512);
+	(void)pOwner;
+}
+
+Dt3::~Dt3()
+{
+	// Surfaces go first; everything else is released by the members in
+	// reverse order of declaration: vertex store, lists, buckets, pools.
+	// TODO(surface): delete every Surface3 here once its class is available.
+	vSurfaces.clear();
+	std::vector<Surface3*>().swap(vSurfaces);
+}
+
+void Dt3::rejectNonFinite(size_t position) const
+{
+	printError("Dt3::insert()", "non-finite coordinate in input point " + std::to_string(position));
+	throw VornException();
+}
+
+namespace {
+inline bool isFinitePoint(const Point3& p)
+{
+	return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
+}
+} // namespace
+
+Tet3* Dt3::startTetNear(const Point3& p)
+{
+	Tet3* pTet(hc.getNearTet(p));
+	// The store looks only forward along the curve; past its last vertex with
+	// a cell the most recent insertion's cell is as good a start as any.
+	if(pTet == nullptr) pTet = pRecentTet;
+	return pTet;
+}
+
+void Dt3::insert(std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles)
+{
+	// Reject bad input before anything, the caller's handles included, moves.
+	for(size_t i = 0; i < vInput.size(); ++i)
+	{
+		if(!isFinitePoint(vInput[i])) rejectNonFinite(i);
+	}
+	if(bVerbose) std::cout << "Dt3::insert(vector,vector) has been called" << std::endl;
+	if(!vUserHandles.empty())
+	{
+		printWarning("Dt3::insert()", "vUserHandles is not empty as it should be");
+		vUserHandles.clear();
+	}
+	std::cout << "numPoints=" << vInput.size() << std::endl;
+	if(vInput.empty()) return;
+
+	std::vector<Point3*> vOrdered;
+	hc.insert(vInput, vUserHandles, vOrdered);
+	if(bFullDimensional)
+	{
+		Tet3* pStart(vOrdered.empty() ? pRecentTet : startTetNear(*vOrdered[0]));
+		triangulate(vOrdered, pStart);
+		return;
+	}
+	Tet3* pFirstTet(buildFirstTet());
+	if(pFirstTet == nullptr) return;
+	pRecentTet = pFirstTet;
+	if(hc.size() != vInput.size())
+	{
+		// Earlier calls held vertices back: they enter the mesh now too.
+		std::vector<Point3*> vAll;
+		hc.getVertices(vAll);
+		triangulate(vAll, pFirstTet);
+	}
+	else
+	{
+		triangulate(vOrdered, pFirstTet);
+	}
+}
+
+Point3* Dt3::insert(const Point3& p)
+{
+	if(!isFinitePoint(p)) rejectNonFinite(0);
+	Tet3* pDuplicateTet(nullptr);
+	Point3* pVtx(hc.insert(p, pDuplicateTet));
+	if(bFullDimensional)
+	{
+		Tet3* pStartTet(pDuplicateTet != nullptr ? pDuplicateTet : startTetNear(*pVtx));
+		ASSERT_CONDITION(!pStartTet->hasBeenVisited);
+		pRecentTet = insertOne(pVtx, pStartTet);
+		return pVtx;
+	}
+	Tet3* pFirstTet(buildFirstTet());
+	if(pFirstTet != nullptr)
+	{
+		pRecentTet = pFirstTet;
+		// Only the first cell enters the mesh here; the other held vertices
+		// wait for a bulk insertion.
+		if(hc.size() >= 5)
+		{
+			std::vector<Point3*> vNone;
+			triangulate(vNone, pFirstTet);
+		}
+	}
+	return pVtx;
+}
+
+void Dt3::splitIntoBatches(const std::vector<Point3*>& vVertices, size_t lo, size_t hi, int level, int maxLevel,
+	std::vector<std::vector<Point3*>>& vBatches)
+{
+	// The middle vertex of every range goes to the range's level, so each
+	// level samples the whole (Hilbert ordered) set twice as densely as the
+	// one before.
+	while(hi - lo > 1 && level < maxLevel)
+	{
+		const size_t mid(lo + (hi - lo) / 2);
+		vBatches[level].push_back(vVertices[mid]);
+		splitIntoBatches(vVertices, lo, mid, level + 1, maxLevel, vBatches);
+		lo = mid + 1;
+		++level;
+	}
+	for(size_t i = lo; i < hi; ++i) vBatches[level].push_back(vVertices[i]);
+}
+
+void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
+{
+	if(pLastTet == nullptr) goToHell("pLastTet==NULL in Dt3::triangulate");
+	if(vVertices.empty())
+	{
+		std::cout << "Attention: triangulate has got an empty vector" << std::endl;
+		return;
+	}
+	const size_t n(vVertices.size());
+	const int maxLevel(std::max(0, static_cast<int>(std::ceil(std::log(static_cast<double>(n)) / std::log(2.0))) - 4));
+	std::vector<std::vector<Point3*>> vBatches(static_cast<size_t>(maxLevel) + 1);
+	splitIntoBatches(vVertices, 0, n, 0, maxLevel, vBatches);
+
+	for(size_t r = 0; r < vBatches.size(); ++r)
+	{
+		std::vector<Point3*>& vBatch(vBatches[r]);
+		// Alternate the direction so that each batch starts where the
+		// previous one ended.
+		if(r % 2 == 0)
+		{
+			for(size_t i = vBatch.size(); i-- > 0;) pLastTet = insertOne(vBatch[i], pLastTet);
+		}
+		else
+		{
+			for(size_t i = 0; i < vBatch.size(); ++i) pLastTet = insertOne(vBatch[i], pLastTet);
+		}
+		pRecentTet = pLastTet;
+	}
+}
+
+Tet3* Dt3::insertOne(Point3*& pVtx, Tet3* pStart)
+{
+	Tet3* pCurTet(pStart);
+	ASSERT_CONDITION(!pCurTet->hasBeenVisited);
+	ASSERT_CONDITION(numStoredTCS==0);
+	ASSERT_CONDITION(vHashCollisions.empty());
+	ttsPool.reset();
+
+	const int locateResult(locateConflictTet(pVtx, pCurTet));
+	ASSERT_CONDITION(locateResult!=-99);
+	if(locateResult == -2) return insertVertex(pVtx, pCurTet, locateResult);
+	if(locateResult >= 0)
+	{
+		Tet3* pRet(insertOutsideHull(pVtx, pCurTet, locateResult));
+		ASSERT_CONDITION(pRet!=0);
+		ASSERT_CONDITION(!pRet->hasBeenVisited);
+		return pRet;
+	}
+	ASSERT_CONDITION(locateResult==-1);
+
+	// Inside the hull: the cells removed by the previous insertion become
+	// reusable now, not earlier, so that they stay readable until here.
+	vDoomedTets.swap(vFreeTets);
+	markDoomed(pCurTet);
+	pCurTet->hasBeenVisited = true;
+	vStack.push_back(pCurTet);
+	return growAndFillCavity(pVtx);
+}
+
+Tet3* Dt3::insertVertex(Point3*& pVtx, Tet3* pTet, int locateResult)
+{
+	ASSERT_CONDITION(locateResult==-2);
+	for(int i = 0; i < 4; ++i)
+	{
+		Point3* pCorner(pTet->getCorner(i));
+		if(pCorner->x() == pVtx->x() && pCorner->y() == pVtx->y() && pCorner->z() == pVtx->z())
+		{
+			pVtx = pCorner;
+			return pTet;
+		}
+	}
+	printError("insertVertex()", "Proxy not found");
+	return nullptr;
+}
+
+Tet3* Dt3::insertOutsideHull(Point3*& pVtx, Tet3* pTet, int locateResult)
+{
+	Tet3* pCurTet(pTet);
+	const int opp3ICI(locateResult);
+	ASSERT_CONDITION(pCurTet!=0);
+	ASSERT_CONDITION(opp3ICI>-1);
+	ASSERT_CONDITION(numStoredTCS==0);
+	vDoomedTets.swap(vFreeTets);
+
+	vCHTets.clear();
+	vCHTetsKeep.clear();
+	vCHDoomed.clear();
+	collectVisibleCHTets(pVtx, pCurTet, opp3ICI, vCHTets);
+	splitCHTets(vCHTets, vCHTetsKeep, vCHDoomed, pVtx);
+	Tet3* pNewTet1(createCHTets(vCHTetsKeep, pVtx));
+	Tet3* pNewTet2(nullptr);
+	if(!vCHDoomed.empty()) pNewTet2 = fillCavityOfDoomedTets(vCHDoomed, pVtx);
+	// New hull facets have no partner; they stay null neighbours.
+	flushHashCollisions();
+	resetFacetPairing();
+	if(pNewTet1 != nullptr) return pNewTet1;
+	if(pNewTet2 != nullptr) return pNewTet2;
+	ASSERT_CONDITION(pNewTet1!=0);
+	return nullptr;
+}
+
+} // namespace VORN3D

@@ -1,0 +1,449 @@
+// Dt3: the triangulation kernel behind one Vorn_3D object.
+//
+// Incremental Delaunay insertion (Bowyer-Watson) on a mesh of Tet3 cells
+// without a cell at infinity: a hull facet is a facet whose neighbour is null.
+// The class is split by concern over several source files:
+//   Dt3.cpp           state, construction/teardown, insertion driver, batches
+//   Dt3_locate.cpp    the visibility walk
+//   Dt3_cavity.cpp    cavity search and fill, facet pairing
+//   Dt3_firstTet.cpp  the start while the point set is not yet 3D
+//   Dt3_hull.cpp      insertion outside the convex hull
+//   Dt3_queries.cpp   all cells, vertices, star of a vertex, locate
+//   Dt3_check.cpp     validity check, print and show
+// The small routines every insertion runs many times are inline below the
+// class. Internal to the library.
+#ifndef VORN3D_DT3_H
+#define VORN3D_DT3_H
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <iostream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Facet3.h"
+#include "HC3.h"
+#include "Iterators.h"
+#include "Point3.h"
+#include "SimplePool.h"
+#include "Tet3.h"
+#include "TrelTest3.h"
+#include "tools.h"
+
+namespace VORN3D {
+
+class Vorn_3D;
+class Surface3;
+
+/// A new-cell facet waiting for its partner: the facet of pTet opposite
+/// corner ith, which holds the new vertex and the edge (pLowVtx, pHighVtx).
+struct TwoTetStruct
+{
+	Point3* pLowVtx;
+	Point3* pHighVtx;
+	Tet3* pTet;
+	int ith;
+};
+
+class Dt3
+{
+public:
+	/// pOwner is the façade that owns this kernel (may be null).
+	explicit Dt3(Vorn_3D* pOwner);
+	/// Deletes the owned surfaces first, then every vertex and cell.
+	~Dt3();
+	Dt3(const Dt3&) = delete;
+	Dt3& operator=(const Dt3&) = delete;
+
+	// ---- insertion (Dt3.cpp) ----
+
+	/// Bulk insertion. vUserHandles receives one vertex per input point, in
+	/// input order (duplicates share a vertex). A non-finite coordinate is
+	/// reported and throws VornException before anything changes.
+	void insert(std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles);
+	/// Single insertion; returns the vertex that stands for p (an older one
+	/// with the same coordinates if there is one). While the mesh is not 3D
+	/// the point is only stored; see buildFirstTet.
+	Point3* insert(const Point3& p);
+	/// Inserts vertices already in the vertex store in batches of doubling
+	/// size, starting the first walk at pLastTet.
+	void triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet);
+	/// Inserts one vertex, walking from pStart; returns a live cell near the
+	/// vertex, the start of the next walk. pVtx is replaced by the existing
+	/// vertex when the point is a duplicate.
+	Tet3* insertOne(Point3*& pVtx, Tet3* pStart);
+	/// Duplicate case: points pVtx at the corner of pTet with its coordinates.
+	Tet3* insertVertex(Point3*& pVtx, Tet3* pTet, int locateResult);
+	/// Point outside the hull, seen through facet locateResult of pTet.
+	Tet3* insertOutsideHull(Point3*& pVtx, Tet3* pTet, int locateResult);
+
+	// ---- location (Dt3_locate.cpp) ----
+
+	/// Visibility walk from pStartTet. Returns -1 (inside or on the boundary
+	/// of a cell inside the hull), -2 (equal to a corner), 0..3 (outside,
+	/// seen through that hull facet) or -99 (watchdog); pStartTet is left at
+	/// the cell where the walk ended.
+	int locateConflictTet(const Point3* pVtx, Tet3*& pStartTet);
+
+	// ---- cavity and pairing (Dt3_cavity.cpp, inline below) ----
+
+	/// A positively oriented cell from a recycled or pooled slot.
+	Tet3* createTet(Point3* p0, Point3* p1, Point3* p2, Point3* p3);
+	/// The new cell joining pVtx (corner 0) to facet i of pTet, with the
+	/// orientation of pTet.
+	Tet3* createTetFromFacet(Tet3* pTet, int i, Point3* pVtx);
+	/// Links fromTet (facet ith) and toTet (facet jth) as neighbours.
+	void registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth);
+	/// Pairs the facet i of pNew through the edge (pLow, pHigh) with the
+	/// other new cell that has it, or stores it until that cell comes.
+	void registerPendingFacet(int key, Tet3* pNew, int i, Point3* pLow, Point3* pHigh);
+	/// The rare case of registerPendingFacet: the bucket holds another edge.
+	void registerCollidingFacet(Tet3* pNew, int i, Point3* pLow, Point3* pHigh);
+	/// Registers the three facets of a new cell that contain its corner 0.
+	void registerNewFacets(Tet3* pNew);
+	/// Removes a cell from the mesh: custom index -1, onto vDoomedTets.
+	void markDoomed(Tet3* pTet);
+	/// Empties the facet-pairing table after a hull insertion, whose new hull
+	/// facets stay unpaired.
+	void resetFacetPairing();
+	/// Re-registers the records parked in vHashCollisions and clears it.
+	void flushHashCollisions();
+	/// Bowyer-Watson for a point inside the hull: grows the cavity from the
+	/// located cell T0 (already doomed, visited and on the work stack) and
+	/// fills it. Returns the last new cell.
+	Tet3* growAndFillCavity(Point3* pVtx);
+	/// Fills the hole left by the listed cells (visited and doomed by the
+	/// hull insertion) with cells joining pVtx to its visible boundary.
+	/// Returns the last new cell; an empty list is a usage fault and throws.
+	Tet3* fillCavityOfDoomedTets(const std::vector<Tet3*>& vDoomedList, Point3* pVtx);
+
+	// ---- first cell (Dt3_firstTet.cpp) ----
+
+	/// The first cell from the first four stored vertices that are not
+	/// coplanar; null while there are none. Switches the kernel to 3D.
+	Tet3* buildFirstTet();
+
+	// ---- outside the hull (Dt3_hull.cpp) ----
+
+	/// Appends every cell that owns a hull facet visible from pVtx, walking
+	/// the hull from facet opp3ICI of pTet (repeats possible).
+	void collectVisibleCHTets(Point3*& pVtx, Tet3* pTet, int opp3ICI, std::vector<Tet3*>& vCHTets);
+	/// Splits vCHTets into cells that stay and cells in conflict with pVtx,
+	/// and dooms the conflicting neighbours of the latter as well.
+	void splitCHTets(const std::vector<Tet3*>& vCHTets, std::vector<Tet3*>& vCHTetsKeep,
+		std::vector<Tet3*>& vCHDoomed, Point3* pVtx);
+	/// New cells on the visible hull facets of the cells that stay; returns
+	/// the last one, null for an empty list.
+	Tet3* createCHTets(const std::vector<Tet3*>& vCHTetsKeep, Point3* pVtx);
+
+	// ---- queries (Dt3_queries.cpp) ----
+
+	/// All cells reachable from the first vertex with a cell, in address
+	/// order. vTet must be empty.
+	void getAllTetrahedra(std::vector<Tet3*>& vTet) const;
+	/// All stored vertices, in the store's (Hilbert) order, appended.
+	void getVertices(std::vector<Point3*>& vVertices) const;
+	/// All cells that have pVtx as a corner, in address order.
+	void getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets);
+	/// The cell that contains q (or has it as a corner); null when q is
+	/// outside the hull, not finite, or no cell exists.
+	Tet3* locate(const Point3& q);
+	bool is3D() const { return bFullDimensional; }
+
+	// ---- diagnostics (Dt3_check.cpp) ----
+
+	/// Orientation and (with bCheckSphereInc) empty-sphere check across every
+	/// facet. Prints a report; at the first fault writes a scene file of it
+	/// and returns false. A visited live cell throws.
+	bool checkValidity(const std::string& s, bool bCheckVisited, bool bCheckSphereInc);
+	/// Every cell on standard output.
+	void print(const std::string& s);
+	/// Scene file of all cells, pVtx highlighted if not null.
+	void show(const std::string& fileName, Point3* pVtx);
+	/// "00000_", "00001_", ...: unique prefixes for fault files.
+	static std::string nextFileNumber();
+
+	// ---- settings ----
+
+	void setVerbosity(bool b) { bVerbose = b; }
+	/// Takes ownership of a surface; it is deleted at teardown.
+	void addSurface(Surface3* pSurface) { vSurfaces.push_back(pSurface); }
+
+	/// Number of live cells (pool slots in use minus recycled ones); O(1).
+	size_t getNumTets() const { return numPoolTets - vDoomedTets.size() - vFreeTets.size(); }
+	/// Read access for tests.
+	int getNumStoredTCS() const { return numStoredTCS; }
+	size_t getNumHashCollisions() const { return vHashCollisions.size(); }
+	const std::vector<Tet3*>& getDoomedTets() const { return vDoomedTets; }
+	const std::vector<Tet3*>& getFreeTets() const { return vFreeTets; }
+
+	/// Bucket of the edge (a, b), a below b: bits 5..9 of both addresses.
+	static int pairingKey(const Point3* a, const Point3* b)
+	{
+		const uintptr_t lo(reinterpret_cast<uintptr_t>(a));
+		const uintptr_t hi(reinterpret_cast<uintptr_t>(b));
+		return static_cast<int>(((lo >> 5) & 31) ^ (hi & 992));
+	}
+
+private:
+	/// A non-finite input coordinate: message and VornException.
+	[[noreturn]] void rejectNonFinite(size_t position) const;
+	/// Fills the batches of triangulate from the range [lo, hi) at level.
+	static void splitIntoBatches(const std::vector<Point3*>& vVertices, size_t lo, size_t hi, int level, int maxLevel,
+		std::vector<std::vector<Point3*>>& vBatches);
+	/// A live cell to start from when the vertex store knows none near p.
+	Tet3* startTetNear(const Point3& p);
+
+	// The fast floating-point filters of the two predicates, inline for the
+	// hot loops. They evaluate exactly the predicate object's filter and
+	// hand every case it cannot decide to the predicate object itself, so
+	// their answers are always the predicate object's answers.
+	Orientation3 orientation(const Tet3* pTet, int ith, const Point3* pQ) const;
+	Orientation3 orientation(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd) const;
+	SphereInclusion sphereInclusion(const Tet3* pTet, const Point3* pQ) const;
+
+	// Declaration order gives the teardown order: the vertex store goes
+	// before the lists and the pools.
+	SimplePool<TwoTetStruct> ttsPool;
+	SimplePool<Tet3> tetPool;
+	std::vector<Tet3*> vDoomedTets;
+	std::vector<Tet3*> vFreeTets;
+	std::vector<TwoTetStruct*> vBuckets;
+	std::vector<TwoTetStruct*> vHashCollisions;
+	int numStoredTCS;
+	TrelTest3 predicates;
+	bool bFullDimensional;
+	HC3 hc;
+	std::vector<Surface3*> vSurfaces;
+	Vorn_3D* pOwner;
+	bool bVerbose;
+
+	// Work space reused by every insertion, so that no insertion allocates
+	// once the containers have grown.
+	std::vector<Tet3*> vStack;
+	std::vector<TwoTetStruct*> vCollisionsToFlush;
+	std::vector<Tet3*> vCHTets;
+	std::vector<Tet3*> vCHTetsKeep;
+	std::vector<Tet3*> vCHDoomed;
+	std::vector<Edge3> vEdgeStack;
+	std::set<Edge3> sEdgesSeen;
+	/// Cells taken from the pool so far (recycled ones are not counted).
+	size_t numPoolTets;
+	/// The last cell an insertion returned: live, a fallback start.
+	Tet3* pRecentTet;
+};
+
+// ---- the inline filters ----
+
+inline Orientation3 Dt3::orientation(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd) const
+{
+	const double adx(pa->x() - pd->x()), bdx(pb->x() - pd->x()), cdx(pc->x() - pd->x());
+	const double ady(pa->y() - pd->y()), bdy(pb->y() - pd->y()), cdy(pc->y() - pd->y());
+	const double adz(pa->z() - pd->z()), bdz(pb->z() - pd->z()), cdz(pc->z() - pd->z());
+	const double bdxcdy(bdx * cdy), cdxbdy(cdx * bdy);
+	const double cdxady(cdx * ady), adxcdy(adx * cdy);
+	const double adxbdy(adx * bdy), bdxady(bdx * ady);
+	const double det(adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady));
+	const double permanent((std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
+		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) + (std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz));
+	const double errbound(predicates.o3derrboundA * permanent);
+	if(__builtin_expect(errbound > det && errbound > -det, 0)) return predicates.getOrientation3(pa, pb, pc, pd);
+	if(det < 0.0) return ORIENTATION3_POSITIVE;
+	if(det > 0.0) return ORIENTATION3_NEGATIVE;
+	return ORIENTATION3_COPLANAR;
+}
+
+inline Orientation3 Dt3::orientation(const Tet3* pTet, int ith, const Point3* pQ) const
+{
+	// Facet ith in the order that makes corner ith come out positive.
+	static const int aFacetOrder[4][3] = {{1, 3, 2}, {0, 2, 3}, {0, 3, 1}, {0, 1, 2}};
+	return orientation(pTet->getCorner(aFacetOrder[ith][0]), pTet->getCorner(aFacetOrder[ith][1]),
+		pTet->getCorner(aFacetOrder[ith][2]), pQ);
+}
+
+inline SphereInclusion Dt3::sphereInclusion(const Tet3* pTet, const Point3* pQ) const
+{
+	const Point3* pa(pTet->getCorner(0));
+	const Point3* pb(pTet->getCorner(1));
+	const Point3* pc(pTet->getCorner(2));
+	const Point3* pd(pTet->getCorner(3));
+	const double aex(pa->x() - pQ->x()), bex(pb->x() - pQ->x()), cex(pc->x() - pQ->x()), dex(pd->x() - pQ->x());
+	const double aey(pa->y() - pQ->y()), bey(pb->y() - pQ->y()), cey(pc->y() - pQ->y()), dey(pd->y() - pQ->y());
+	const double aez(pa->z() - pQ->z()), bez(pb->z() - pQ->z()), cez(pc->z() - pQ->z()), dez(pd->z() - pQ->z());
+	const double aexbey(aex * bey), bexaey(bex * aey), ab(aexbey - bexaey);
+	const double bexcey(bex * cey), cexbey(cex * bey), bc(bexcey - cexbey);
+	const double cexdey(cex * dey), dexcey(dex * cey), cd(cexdey - dexcey);
+	const double dexaey(dex * aey), aexdey(aex * dey), da(dexaey - aexdey);
+	const double aexcey(aex * cey), cexaey(cex * aey), ac(aexcey - cexaey);
+	const double bexdey(bex * dey), dexbey(dex * bey), bd(bexdey - dexbey);
+	const double abc(aez * bc - bez * ac + cez * ab);
+	const double bcd(bez * cd - cez * bd + dez * bc);
+	const double cda(cez * da + dez * ac + aez * cd);
+	const double dab(dez * ab + aez * bd + bez * da);
+	const double alift(aex * aex + aey * aey + aez * aez);
+	const double blift(bex * bex + bey * bey + bez * bez);
+	const double clift(cex * cex + cey * cey + cez * cez);
+	const double dlift(dex * dex + dey * dey + dez * dez);
+	const double det((dlift * abc - clift * dab) + (blift * cda - alift * bcd));
+	const double aezplus(std::fabs(aez)), bezplus(std::fabs(bez)), cezplus(std::fabs(cez)), dezplus(std::fabs(dez));
+	const double aexbeyplus(std::fabs(aexbey)), bexaeyplus(std::fabs(bexaey));
+	const double bexceyplus(std::fabs(bexcey)), cexbeyplus(std::fabs(cexbey));
+	const double cexdeyplus(std::fabs(cexdey)), dexceyplus(std::fabs(dexcey));
+	const double dexaeyplus(std::fabs(dexaey)), aexdeyplus(std::fabs(aexdey));
+	const double aexceyplus(std::fabs(aexcey)), cexaeyplus(std::fabs(cexaey));
+	const double bexdeyplus(std::fabs(bexdey)), dexbeyplus(std::fabs(dexbey));
+	const double permanent(((cexdeyplus + dexceyplus) * bezplus + (dexbeyplus + bexdeyplus) * cezplus +
+							   (bexceyplus + cexbeyplus) * dezplus) * alift +
+		((dexaeyplus + aexdeyplus) * cezplus + (aexceyplus + cexaeyplus) * dezplus +
+			(cexdeyplus + dexceyplus) * aezplus) * blift +
+		((aexbeyplus + bexaeyplus) * dezplus + (bexdeyplus + dexbeyplus) * aezplus +
+			(dexaeyplus + aexdeyplus) * bezplus) * clift +
+		((bexceyplus + cexbeyplus) * aezplus + (cexaeyplus + aexceyplus) * bezplus +
+			(aexbeyplus + bexaeyplus) * cezplus) * dlift);
+	const double errbound(predicates.isperrboundA * permanent);
+	// Non-strict on purpose, as in the predicate object: a zero permanent
+	// accepts a zero determinant as inside.
+	if(__builtin_expect(det >= errbound || -det >= errbound, 1)) return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+	return predicates.sphereInclusionTest(pTet, pQ);
+}
+
+// ---- the inline part of cell creation and facet pairing ----
+
+inline Tet3* Dt3::createTet(Point3* p0, Point3* p1, Point3* p2, Point3* p3)
+{
+	const Orientation3 ori(orientation(p0, p1, p2, p3));
+	if(__builtin_expect(ori != ORIENTATION3_POSITIVE, 0))
+	{
+		const bool bNegative(ori == ORIENTATION3_NEGATIVE);
+		std::cout << "Dt3::createTet(), ERROR: " << (bNegative ? "ORIENTATION3_NEGATIVE" : "ORIENTATION3_COPLANAR")
+				  << " ORIENTATION OF: " << std::endl;
+		const std::streamsize oldPrecision(std::cout.precision(15));
+		std::cout << *p0 << std::endl << *p1 << std::endl << *p2 << std::endl << *p3 << std::endl;
+		if(bNegative)
+		{
+			ASSERT_CONDITION(false);
+		}
+		std::cout << "..probably a legal situaion but observe!" << std::endl;
+		std::cout.precision(oldPrecision);
+	}
+	Tet3* ret;
+	if(!vFreeTets.empty())
+	{
+		ret = vFreeTets.back();
+		vFreeTets.pop_back();
+	}
+	else
+	{
+		ret = tetPool.alloc();
+		ASSERT_CONDITION(ret!=0);
+		++numPoolTets;
+	}
+	ret->setProperties(p0, p1, p2, p3);
+	return ret;
+}
+
+inline Tet3* Dt3::createTetFromFacet(Tet3* pTet, int i, Point3* pVtx)
+{
+	// The new vertex takes the place of corner i: same orientation as pTet,
+	// and the old facet i lies opposite corner 0 of the new cell.
+	Point3* c0;
+	Point3* c1;
+	Point3* c2;
+	Point3* c3;
+	pTet->getCorners(c0, c1, c2, c3);
+	switch(i)
+	{
+		case 0: return createTet(pVtx, c1, c2, c3);
+		case 1: return createTet(pVtx, c0, c3, c2);
+		case 2: return createTet(pVtx, c0, c1, c3);
+		default:
+		{
+			const int neigOpp(i);
+			ASSERT_CONDITION(neigOpp==3);
+			return createTet(pVtx, c0, c2, c1);
+		}
+	}
+}
+
+inline void Dt3::registerTets(Tet3* fromTet, int ith, Tet3* toTet, int jth)
+{
+	ASSERT_CONDITION(range03(ith));
+	ASSERT_CONDITION(range03(jth));
+	ASSERT_CONDITION(toTet!=0);
+	if(__builtin_expect(fromTet == toTet, 0))
+	{
+		std::cout << "register tets has been called with fromTet==toTet==" << static_cast<const void*>(fromTet)
+				  << std::endl;
+		std::cout << *fromTet << std::endl;
+		ASSERT_CONDITION(fromTet!=toTet);
+	}
+	fromTet->setOppTet(ith, toTet);
+	toTet->setOppTet(jth, fromTet);
+}
+
+__attribute__((always_inline)) inline void Dt3::registerPendingFacet(int key, Tet3* pNew, int i, Point3* pLow,
+	Point3* pHigh)
+{
+	TwoTetStruct*& pSlot(vBuckets[key]);
+	if(pSlot == nullptr)
+	{
+		TwoTetStruct* pRec(ttsPool.alloc());
+		pRec->pLowVtx = pLow;
+		pRec->pHighVtx = pHigh;
+		pRec->pTet = pNew;
+		pRec->ith = i;
+		pSlot = pRec;
+		++numStoredTCS;
+		return;
+	}
+	if(pSlot->pLowVtx == pLow && pSlot->pHighVtx == pHigh)
+	{
+		registerTets(pSlot->pTet, pSlot->ith, pNew, i);
+		pSlot = nullptr;
+		--numStoredTCS;
+		return;
+	}
+	registerCollidingFacet(pNew, i, pLow, pHigh);
+}
+
+inline void Dt3::registerNewFacets(Tet3* pNew)
+{
+	// Sort corners 1..3 by address, carrying their indices; the facet
+	// opposite each corner holds corner 0 and the other two.
+	Point3* p0;
+	Point3* s0;
+	Point3* s1;
+	Point3* s2;
+	pNew->getCorners(p0, s0, s1, s2);
+	int k0(1), k1(2), k2(3);
+	if(reinterpret_cast<uintptr_t>(s1) < reinterpret_cast<uintptr_t>(s0))
+	{
+		std::swap(s0, s1);
+		std::swap(k0, k1);
+	}
+	if(reinterpret_cast<uintptr_t>(s2) < reinterpret_cast<uintptr_t>(s1))
+	{
+		std::swap(s1, s2);
+		std::swap(k1, k2);
+	}
+	if(reinterpret_cast<uintptr_t>(s1) < reinterpret_cast<uintptr_t>(s0))
+	{
+		std::swap(s0, s1);
+		std::swap(k0, k1);
+	}
+	registerPendingFacet(pairingKey(s1, s2), pNew, k0, s1, s2);
+	registerPendingFacet(pairingKey(s0, s2), pNew, k1, s0, s2);
+	registerPendingFacet(pairingKey(s0, s1), pNew, k2, s0, s1);
+}
+
+inline void Dt3::markDoomed(Tet3* pTet)
+{
+	pTet->setCustomIndex(-1);
+	vDoomedTets.push_back(pTet);
+}
+
+} // namespace VORN3D
+
+#endif

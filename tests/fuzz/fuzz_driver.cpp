@@ -1,0 +1,154 @@
+// Stand-in for libFuzzer where clang's fuzzing runtime is missing: replays
+// every file of the given corpus directories, then feeds a fixed number of
+// mutants made from them by a seeded generator, so runs are repeatable.
+//
+//   fuzz_stl [-runs=N] [-seed=S] corpus_dir_or_file...
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+extern "C" int LLVMFuzzerInitialize(int* pArgc, char*** pArgv);
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t size);
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// Pieces that steer mutants towards the parser's branches.
+const char* const aToken[] = {"solid", "facet", "normal", "outer", "loop", "vertex", "endloop", "endfacet",
+		"endsolid", "nan", "-inf", "+", "-0", "1e308", "1e999", "0.1", "\r\n", "\n", " ", "\t", "\xEF\xBB\xBF"};
+
+Bytes readFileBytes(const std::filesystem::path& path)
+{
+	std::ifstream file(path, std::ios::binary);
+	return Bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+}
+
+void setLittleEndian32(Bytes& bytes, std::size_t pos, std::uint32_t value)
+{
+	for(int k = 0; k < 4; ++k) bytes[pos + std::size_t(k)] = std::uint8_t(value >> (8 * k));
+}
+
+void mutate(Bytes& bytes, std::mt19937_64& random)
+{
+	const auto below = [&random](std::size_t n) { return n == 0 ? std::size_t(0) : std::size_t(random() % n); };
+	switch(random() % 9)
+	{
+		case 0: // flip one bit
+			if(!bytes.empty()) bytes[below(bytes.size())] ^= std::uint8_t(1u << (random() % 8));
+			break;
+		case 1: // overwrite one byte
+			if(!bytes.empty()) bytes[below(bytes.size())] = std::uint8_t(random());
+			break;
+		case 2: // insert random bytes
+		{
+			Bytes extra(1 + below(8));
+			for(std::uint8_t& b : extra) b = std::uint8_t(random());
+			bytes.insert(bytes.begin() + std::ptrdiff_t(below(bytes.size() + 1)), extra.begin(), extra.end());
+			break;
+		}
+		case 3: // erase a range
+			if(!bytes.empty())
+			{
+				const std::size_t from(below(bytes.size()));
+				const std::size_t count(1 + below(std::min<std::size_t>(bytes.size() - from, 64)));
+				bytes.erase(bytes.begin() + std::ptrdiff_t(from), bytes.begin() + std::ptrdiff_t(from + count));
+			}
+			break;
+		case 4: // truncate
+			bytes.resize(below(bytes.size() + 1));
+			break;
+		case 5: // duplicate a range somewhere else
+			if(!bytes.empty())
+			{
+				const std::size_t from(below(bytes.size()));
+				const std::size_t count(1 + below(std::min<std::size_t>(bytes.size() - from, 200)));
+				const Bytes piece(bytes.begin() + std::ptrdiff_t(from), bytes.begin() + std::ptrdiff_t(from + count));
+				bytes.insert(bytes.begin() + std::ptrdiff_t(below(bytes.size() + 1)), piece.begin(), piece.end());
+			}
+			break;
+		case 6: // insert a token
+		{
+			const char* pToken(aToken[below(sizeof(aToken) / sizeof(aToken[0]))]);
+			bytes.insert(bytes.begin() + std::ptrdiff_t(below(bytes.size() + 1)), pToken, pToken + std::strlen(pToken));
+			break;
+		}
+		case 7: // make the binary size rule hold, or nearly hold
+			if(bytes.size() >= 84)
+			{
+				std::uint32_t count(std::uint32_t((bytes.size() - 84) / 50));
+				if(random() % 4 == 0) count += std::uint32_t(random() % 3) - 1u;
+				setLittleEndian32(bytes, 80, count);
+				if(random() % 2 == 0) bytes.resize(84 + 50 * std::size_t(count < (1u << 20) ? count : 0));
+			}
+			break;
+		default: // special float bit patterns in place of a coordinate
+			if(bytes.size() >= 4)
+			{
+				const std::uint32_t aPattern[] = {0x7fc00000u, 0x7f800000u, 0xff800000u, 0x80000000u, 0x00000001u,
+						0x7f7fffffu};
+				setLittleEndian32(bytes, below(bytes.size() - 3), aPattern[below(6)]);
+			}
+			break;
+	}
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+	LLVMFuzzerInitialize(&argc, &argv);
+	unsigned long long numRuns(10000), seed(1);
+	std::vector<Bytes> vCorpus;
+	for(int a = 1; a < argc; ++a)
+	{
+		const std::string arg(argv[a]);
+		if(arg.rfind("-runs=", 0) == 0)
+		{
+			numRuns = std::strtoull(arg.c_str() + 6, nullptr, 10);
+			continue;
+		}
+		if(arg.rfind("-seed=", 0) == 0)
+		{
+			seed = std::strtoull(arg.c_str() + 6, nullptr, 10);
+			continue;
+		}
+		if(arg.rfind("-", 0) == 0) continue; // libFuzzer options have no meaning here
+		std::vector<std::filesystem::path> vPaths;
+		if(std::filesystem::is_directory(arg))
+		{
+			for(const auto& entry : std::filesystem::directory_iterator(arg))
+			{
+				if(entry.is_regular_file()) vPaths.push_back(entry.path());
+			}
+			std::sort(vPaths.begin(), vPaths.end());
+		}
+		else
+		{
+			vPaths.push_back(arg);
+		}
+		for(const auto& path : vPaths) vCorpus.push_back(readFileBytes(path));
+	}
+	if(vCorpus.empty()) vCorpus.push_back(Bytes());
+
+	for(const Bytes& input : vCorpus) LLVMFuzzerTestOneInput(input.data(), input.size());
+	std::mt19937_64 random(seed);
+	for(unsigned long long run = 0; run < numRuns; ++run)
+	{
+		Bytes input(vCorpus[random() % vCorpus.size()]);
+		const int numMutations(1 + int(random() % 6));
+		for(int m = 0; m < numMutations; ++m) mutate(input, random);
+		LLVMFuzzerTestOneInput(input.data(), input.size());
+	}
+	std::fprintf(stderr, "fuzz_stl driver: %zu corpus inputs and %llu mutants (seed %llu) passed\n", vCorpus.size(),
+			numRuns, seed);
+	return 0;
+}

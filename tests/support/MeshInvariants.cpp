@@ -1,0 +1,292 @@
+#include "MeshInvariants.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <sstream>
+
+#include "Dt3.h"
+#include "ExactPredicates.h"
+#include "Vorn_3D.h"
+
+using VORN3D::Point3;
+using VORN3D::Tet3;
+
+namespace vtest {
+
+namespace {
+
+// Corners of facet i (opposite corner i), written out independently of the
+// cell's own tables: positively oriented as seen from corner i.
+const int aFacet[4][3] = {{1, 3, 2}, {0, 2, 3}, {0, 3, 1}, {0, 1, 2}};
+
+std::string describe(const Tet3* pTet)
+{
+	std::ostringstream os;
+	os << "cell " << static_cast<const void*>(pTet) << " (";
+	for(int i = 0; i < 4; ++i)
+	{
+		const Point3* p(pTet->getCorner(i));
+		os << (i ? " | " : "") << p->x() << "," << p->y() << "," << p->z();
+	}
+	os << ")";
+	return os.str();
+}
+
+// Sign of the insphere determinant with a floating-point filter; the exact
+// oracle decides whenever the filter is not sure.
+int inSphere(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e)
+{
+	const Point3* P[4] = {&a, &b, &c, &d};
+	double m[4][4];
+	double mag[4][4];
+	for(int i = 0; i < 4; ++i)
+	{
+		m[i][0] = P[i]->x() - e.x();
+		m[i][1] = P[i]->y() - e.y();
+		m[i][2] = P[i]->z() - e.z();
+		m[i][3] = m[i][0] * m[i][0] + m[i][1] * m[i][1] + m[i][2] * m[i][2];
+		for(int k = 0; k < 4; ++k) mag[i][k] = std::fabs(m[i][k]);
+	}
+	// Expansion along the lift column; the magnitude sum bounds the error.
+	auto det3 = [](double q[4][4], int r0, int r1, int r2) {
+		return q[r0][0] * (q[r1][1] * q[r2][2] - q[r1][2] * q[r2][1]) -
+			q[r0][1] * (q[r1][0] * q[r2][2] - q[r1][2] * q[r2][0]) +
+			q[r0][2] * (q[r1][0] * q[r2][1] - q[r1][1] * q[r2][0]);
+	};
+	auto per3 = [](double q[4][4], int r0, int r1, int r2) {
+		return q[r0][0] * (q[r1][1] * q[r2][2] + q[r1][2] * q[r2][1]) +
+			q[r0][1] * (q[r1][0] * q[r2][2] + q[r1][2] * q[r2][0]) +
+			q[r0][2] * (q[r1][0] * q[r2][1] + q[r1][1] * q[r2][0]);
+	};
+	const double det(-m[0][3] * det3(m, 1, 2, 3) + m[1][3] * det3(m, 0, 2, 3) - m[2][3] * det3(m, 0, 1, 3) +
+		m[3][3] * det3(m, 0, 1, 2));
+	const double permanent(mag[0][3] * per3(mag, 1, 2, 3) + mag[1][3] * per3(mag, 0, 2, 3) +
+		mag[2][3] * per3(mag, 0, 1, 3) + mag[3][3] * per3(mag, 0, 1, 2));
+	const double bound(1e-12 * permanent);
+	if(std::isfinite(det) && std::isfinite(permanent) && (det > bound || -det > bound))
+	{
+		// The determinant is negative inside for positively oriented a..d.
+		return det < 0 ? 1 : -1;
+	}
+	return exactInSphere(a, b, c, d, e);
+}
+
+} // namespace
+
+std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*>& vVertices, bool bDelaunay,
+	MeshStats* pStats)
+{
+	// Sorted vectors rather than hash sets: far fewer allocations, which
+	// keeps the check quick in a debug build.
+	typedef std::pair<const Point3*, const Point3*> PointPair;
+	typedef std::array<const Point3*, 3> PointTriple;
+	const std::less<const void*> before;
+	std::vector<const Tet3*> vCells(vTets.begin(), vTets.end());
+	std::sort(vCells.begin(), vCells.end(), before);
+	if(std::adjacent_find(vCells.begin(), vCells.end()) != vCells.end()) return "a cell is listed twice";
+	auto isCell = [&](const Tet3* p) { return std::binary_search(vCells.begin(), vCells.end(), p, before); };
+	std::vector<const Point3*> vStore(vVertices.begin(), vVertices.end());
+	std::sort(vStore.begin(), vStore.end(), before);
+
+	std::vector<const Point3*> vCorners;
+	std::vector<PointPair> vEdges;
+	std::vector<PointTriple> vFacets;
+	// Directed hull edges: each must appear once in each direction.
+	std::vector<PointPair> vHullEdges;
+	vCorners.reserve(vTets.size() * 4);
+	vEdges.reserve(vTets.size() * 6);
+	vFacets.reserve(vTets.size() * 4);
+	size_t numHullFacets(0);
+
+	for(const Tet3* pTet : vTets)
+	{
+		if(pTet->hasBeenVisited) return "live " + describe(pTet) + " is visited";
+		const Point3* c[4] = {pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)};
+		for(int i = 0; i < 4; ++i)
+		{
+			if(c[i] == nullptr) return describe(pTet) + " has a null corner";
+			if(!std::binary_search(vStore.begin(), vStore.end(), c[i], before))
+			{
+				return describe(pTet) + " has a corner that is not a stored vertex";
+			}
+			for(int j = 0; j < i; ++j)
+			{
+				if(c[i] == c[j]) return describe(pTet) + " has a corner twice";
+			}
+			vCorners.push_back(c[i]);
+		}
+		if(exactOrientation(*c[0], *c[1], *c[2], *c[3]) != 1) return describe(pTet) + " is not positively oriented";
+		for(int i = 0; i < 4; ++i)
+		{
+			for(int j = i + 1; j < 4; ++j)
+			{
+				vEdges.push_back(before(c[i], c[j]) ? PointPair(c[i], c[j]) : PointPair(c[j], c[i]));
+			}
+			const PointTriple facet = {c[aFacet[i][0]], c[aFacet[i][1]], c[aFacet[i][2]]};
+			PointTriple sorted(facet);
+			std::sort(sorted.begin(), sorted.end(), before);
+			vFacets.push_back(sorted);
+
+			const Tet3* pOpp(pTet->getOppTet(i));
+			if(pOpp == nullptr)
+			{
+				++numHullFacets;
+				for(int k = 0; k < 3; ++k) vHullEdges.push_back(PointPair(facet[k], facet[(k + 1) % 3]));
+				continue;
+			}
+			if(!isCell(pOpp)) return describe(pTet) + " has a neighbour that is not a live cell";
+			if(pOpp == pTet) return describe(pTet) + " is its own neighbour";
+			int back(-1);
+			for(int j = 0; j < 4; ++j)
+			{
+				if(pOpp->getOppTet(j) == pTet)
+				{
+					if(back >= 0) return describe(pOpp) + " lists a neighbour twice";
+					back = j;
+				}
+			}
+			if(back < 0) return "neighbour link not symmetric at " + describe(pTet);
+			// The far corner must not be on the facet, and the other three
+			// must be exactly the facet's corners.
+			const Point3* pFar(pOpp->getCorner(back));
+			int numShared(0);
+			for(int j = 0; j < 4; ++j)
+			{
+				if(j == back) continue;
+				const Point3* q(pOpp->getCorner(j));
+				if(q == facet[0] || q == facet[1] || q == facet[2]) ++numShared;
+			}
+			if(numShared != 3 || pFar == c[0] || pFar == c[1] || pFar == c[2] || pFar == c[3])
+			{
+				return "neighbours " + describe(pTet) + " and " + describe(pOpp) + " do not share their facet";
+			}
+			// The test is symmetric in the two cells: once per facet is enough.
+			if(bDelaunay && before(pTet, pOpp) && inSphere(*c[0], *c[1], *c[2], *c[3], *pFar) > 0)
+			{
+				std::ostringstream os;
+				os << "far corner " << pFar->x() << "," << pFar->y() << "," << pFar->z()
+				   << " strictly inside the circumsphere of " << describe(pTet);
+				return os.str();
+			}
+		}
+	}
+	for(const Point3* pVtx : vVertices)
+	{
+		const Tet3* pOne(pVtx->getOneTet());
+		if(pOne == nullptr) continue;
+		if(!isCell(pOne)) return "a vertex's incident cell is not a live cell";
+		if(!pOne->hasVertex(pVtx)) return "a vertex's incident cell does not have it as a corner";
+	}
+	std::sort(vCorners.begin(), vCorners.end(), before);
+	vCorners.erase(std::unique(vCorners.begin(), vCorners.end()), vCorners.end());
+	for(const Point3* pCorner : vCorners)
+	{
+		if(pCorner->getOneTet() == nullptr) return "a corner of the mesh has no incident cell";
+	}
+	std::sort(vHullEdges.begin(), vHullEdges.end());
+	if(std::adjacent_find(vHullEdges.begin(), vHullEdges.end()) != vHullEdges.end())
+	{
+		return "a directed hull edge is used twice";
+	}
+	for(const PointPair& edge : vHullEdges)
+	{
+		if(!std::binary_search(vHullEdges.begin(), vHullEdges.end(), PointPair(edge.second, edge.first)))
+		{
+			return "the hull surface is not closed";
+		}
+	}
+	std::sort(vEdges.begin(), vEdges.end());
+	vEdges.erase(std::unique(vEdges.begin(), vEdges.end()), vEdges.end());
+	std::sort(vFacets.begin(), vFacets.end());
+	vFacets.erase(std::unique(vFacets.begin(), vFacets.end()), vFacets.end());
+	if(!vTets.empty())
+	{
+		const long long euler(static_cast<long long>(vCorners.size()) - static_cast<long long>(vEdges.size()) +
+			static_cast<long long>(vFacets.size()) - static_cast<long long>(vTets.size()));
+		if(euler != 1) return "V - E + F - C = " + std::to_string(euler);
+		if(vFacets.size() * 2 != vTets.size() * 4 + numHullFacets) return "facet count does not match the links";
+	}
+	if(pStats != nullptr)
+	{
+		pStats->numCells = vTets.size();
+		pStats->numVertices = vCorners.size();
+		pStats->numEdges = vEdges.size();
+		pStats->numFacets = vFacets.size();
+		pStats->numHullFacets = numHullFacets;
+	}
+	return "";
+}
+
+std::string checkMesh(const VORN3D::Vorn_3D& vorn, bool bDelaunay, MeshStats* pStats)
+{
+	std::vector<Tet3*> vTets;
+	std::vector<Point3*> vVertices;
+	vorn.getTetrahedra(vTets);
+	vorn.getVertices(vVertices);
+	return checkMesh(vTets, vVertices, bDelaunay, pStats);
+}
+
+std::string checkMesh(const VORN3D::Dt3& dt, bool bDelaunay, MeshStats* pStats)
+{
+	std::vector<Tet3*> vTets;
+	std::vector<Point3*> vVertices;
+	dt.getAllTetrahedra(vTets);
+	dt.getVertices(vVertices);
+	std::string result(checkMesh(vTets, vVertices, bDelaunay, pStats));
+	if(result.empty() && dt.getNumTets() != vTets.size())
+	{
+		result = "live-cell count " + std::to_string(dt.getNumTets()) + " differs from the reachable cells " +
+			std::to_string(vTets.size());
+	}
+	return result;
+}
+
+namespace {
+struct CoordLess
+{
+	bool operator()(const Point3& a, const Point3& b) const
+	{
+		if(a.x() != b.x()) return a.x() < b.x();
+		if(a.y() != b.y()) return a.y() < b.y();
+		return a.z() < b.z();
+	}
+};
+} // namespace
+
+std::string checkInputCovered(const VORN3D::Vorn_3D& vorn, const std::vector<Point3>& vInput)
+{
+	std::vector<Tet3*> vTets;
+	vorn.getTetrahedra(vTets);
+	std::vector<Point3> vCorners;
+	for(const Tet3* pTet : vTets)
+	{
+		for(int i = 0; i < 4; ++i) vCorners.push_back(Point3(*pTet->getCorner(i)));
+	}
+	std::sort(vCorners.begin(), vCorners.end(), CoordLess());
+	for(size_t i = 0; i < vInput.size(); ++i)
+	{
+		if(!std::binary_search(vCorners.begin(), vCorners.end(), vInput[i], CoordLess()))
+		{
+			std::ostringstream os;
+			os << "input point " << i << " (" << vInput[i].x() << "," << vInput[i].y() << "," << vInput[i].z()
+			   << ") is no vertex of the mesh";
+			return os.str();
+		}
+	}
+	return "";
+}
+
+size_t countDistinct(const std::vector<Point3>& vInput)
+{
+	std::vector<Point3> v(vInput);
+	std::sort(v.begin(), v.end(), CoordLess());
+	size_t n(0);
+	for(size_t i = 0; i < v.size(); ++i)
+	{
+		if(i == 0 || CoordLess()(v[i - 1], v[i])) ++n;
+	}
+	return n;
+}
+
+} // namespace vtest
