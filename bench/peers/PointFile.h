@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -106,6 +107,19 @@ inline double secondsSince(std::chrono::steady_clock::time_point t0)
 	return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
 }
 
+/// Absolute volume of the tetrahedron a, b, c, d. The runners add these up
+/// over all cells: every program must cover the same convex hull once, which
+/// checks even the degenerate sets, where the cells themselves may differ.
+inline double tetVolume(double ax, double ay, double az, double bx, double by, double bz, double cx, double cy,
+	double cz, double dx, double dy, double dz)
+{
+	const double ux = bx - ax, uy = by - ay, uz = bz - az;
+	const double vx = cx - ax, vy = cy - ay, vz = cz - az;
+	const double wx = dx - ax, wy = dy - ay, wz = dz - az;
+	const double det = ux * (vy * wz - vz * wy) - uy * (vx * wz - vz * wx) + uz * (vx * wy - vy * wx);
+	return std::fabs(det) / 6.0;
+}
+
 /// What one run measured. baseKib is the peak before the insertion (input
 /// points loaded), peakKib the peak at the end.
 struct RunResult
@@ -117,6 +131,7 @@ struct RunResult
 	double readBackSeconds = 0.0;
 	uint64_t numCells = 0;
 	uint64_t numVertices = 0;
+	double volume = 0.0;
 	long baseKib = 0;
 	long peakKib = 0;
 };
@@ -126,9 +141,9 @@ struct RunResult
 inline void printResult(const RunResult& r)
 {
 	std::fflush(stdout);
-	std::printf("\n%s program=%s points=%llu insert_s=%.6f readback_s=%.6f cells=%llu vertices=%llu base_kib=%ld peak_kib=%ld version=%s\n",
+	std::printf("\n%s program=%s points=%llu insert_s=%.6f readback_s=%.6f cells=%llu vertices=%llu volume=%.17g base_kib=%ld peak_kib=%ld version=%s\n",
 		RESULT_PREFIX, r.program.c_str(), static_cast<unsigned long long>(r.numPoints), r.insertSeconds, r.readBackSeconds,
-		static_cast<unsigned long long>(r.numCells), static_cast<unsigned long long>(r.numVertices), r.baseKib, r.peakKib,
+		static_cast<unsigned long long>(r.numCells), static_cast<unsigned long long>(r.numVertices), r.volume, r.baseKib, r.peakKib,
 		r.version.c_str());
 	std::fflush(stdout);
 }

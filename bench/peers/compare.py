@@ -169,6 +169,7 @@ def summarise(runs, programs):
             "loads": [r[0].get("load", "?") for r in ok],
             "cells": cells,
             "vertices": vertices,
+            "volumes": {float(r[0]["volume"]) for r in ok if "volume" in r[0]},
             "peak_kib": max(int(r[0]["peak_kib"]) for r in ok),
             "base_kib": max(int(r[0]["base_kib"]) for r in ok),
             "readback": statistics.median(float(r[0]["readback_s"]) for r in ok),
@@ -178,9 +179,27 @@ def summarise(runs, programs):
     return summary
 
 
+VOLUME_TOLERANCE = 1e-9
+
+
+def volumes_agree(volumes):
+    """True when the summed cell volumes match up to rounding (relative
+    VOLUME_TOLERANCE); an empty or single set agrees."""
+    volumes = list(volumes)
+    if len(volumes) < 2:
+        return True
+    low, high = min(volumes), max(volumes)
+    return high - low <= VOLUME_TOLERANCE * max(abs(high), abs(low))
+
+
 def check_agreement(summary, programs, must_agree):
-    """Returns a list of problems (empty when all is well)."""
+    """Returns a list of problems (empty when all is well). The summed cell
+    volume, the volume of the convex hull, must agree on every set, the
+    degenerate ones included; cells and vertices only where must_agree."""
     problems = []
+    all_volumes = [v for s in summary.values() if s for v in s["volumes"]]
+    if not volumes_agree(all_volumes):
+        problems.append("volumes differ")
     for prog in programs:
         s = summary.get(prog)
         if s is None:
@@ -307,7 +326,7 @@ def write_markdown(out, args, rows, programs, reps, started, finished, load_star
     head = ["set", "points"] + ["%s s" % labels[p] for p in programs]
     if "vorn" in programs:
         head += ["Vorn3D/%s" % labels[p] for p in peers]
-    head += ["cells", "peak MiB " + " / ".join(labels[p] for p in programs)]
+    head += ["cells", "volume", "peak MiB " + " / ".join(labels[p] for p in programs)]
     lines.append("| " + " | ".join(head) + " |")
     lines.append("|" + "---|" * len(head))
     for name, num_points, must_agree, summary, problems in rows:
@@ -329,6 +348,13 @@ def write_markdown(out, args, rows, programs, reps, started, finished, load_star
                 else:
                     cols.append("—")
         cols.append(cells)
+        volumes = [summary[p] and summary[p]["volumes"] and min(summary[p]["volumes"]) for p in programs]
+        known_volumes = [v for v in volumes if v]
+        if known_volumes and volumes_agree(known_volumes):
+            cols.append("%.10g%s" % (known_volumes[0], " (all agree)" if len(known_volumes) == len(programs) else ""))
+        else:
+            cols.append(" / ".join("—" if not v else "%.10g" % v for v in volumes)
+                        + (" **MISMATCH**" if known_volumes else ""))
         cols.append(" / ".join(fmt_mib(summary[p] and summary[p]["peak_kib"]) for p in programs))
         lines.append("| " + " | ".join(cols) + " |")
     lines.append("")
@@ -389,7 +415,8 @@ def write_markdown(out, args, rows, programs, reps, started, finished, load_star
         for name, p in problems:
             lines.append("- %s: %s" % (name, p))
     else:
-        lines.append("- No failed runs; on every set checked, all programs reported the same cells and vertices.")
+        lines.append("- No failed runs; all programs covered the same volume on every set and reported the same "
+                     "cells and vertices on every set in general position.")
     lines.append("")
     with open(out, "w") as f:
         f.write("\n".join(lines))

@@ -115,7 +115,7 @@ FAKE_RUNNER = textwrap.dedent("""\
     # contains TRIGGER, else answers like a correct program.
     import os, sys, time
     mode, trigger, program = {mode!r}, {trigger!r}, {program!r}
-    cells = 1000
+    cells, volume = 1000, 0.75
     if trigger in os.path.basename(sys.argv[1]):
         if mode == "crash":
             os.abort()
@@ -126,9 +126,11 @@ FAKE_RUNNER = textwrap.dedent("""\
             sys.exit(0)
         if mode == "miscount":
             cells = 999
+        if mode == "hole":
+            volume = 0.7499
     sys.stdout.write("numPoints=12 (library noise without a line end)")
     print("VORN3D_BENCH_RESULT program=%s points=12 insert_s=0.5 readback_s=0.1 cells=%d vertices=12 "
-          "base_kib=100 peak_kib=2048 version=Vorn3D, DEBUG, v0.99.0" % (program, cells))
+          "volume=%.17g base_kib=100 peak_kib=2048 version=Vorn3D, DEBUG, v0.99.0" % (program, cells, volume))
     print("trailing library output")
 """)
 
@@ -157,7 +159,8 @@ class DriverTest(unittest.TestCase):
     def test_agreeing_programs_pass(self):
         code, text, md = self.run_driver({}, "cube-1M,dups-100k", ["--reps", "2"])
         self.assertEqual(code, 0, text)
-        self.assertIn("| cube-20k | 12 | 0.500 | 0.500 | 0.500 | 1.00 | 1.00 | 1000 (all agree) | 2 / 2 / 2 |", md)
+        self.assertIn("| cube-20k | 12 | 0.500 | 0.500 | 0.500 | 1.00 | 1.00 | 1000 (all agree) | 0.75 (all agree) "
+                      "| 2 / 2 / 2 |", md)
         self.assertIn("Vorn3D, DEBUG, v0.99.0", md)
         self.assertRegex(md, r"0\.500 \([0-9.]+\), 0\.500 \([0-9.]+\)")
 
@@ -172,6 +175,13 @@ class DriverTest(unittest.TestCase):
         code, text, md = self.run_driver({"tetgen": ("miscount", "grid")}, "grid-100^3")
         self.assertEqual(code, 0, text)
         self.assertIn("1000 / 1000 / 999 (degenerate set: counts may differ)", md)
+
+    def test_volume_must_agree_even_on_the_grid(self):
+        code, text, md = self.run_driver({"vorn": ("hole", "grid")}, "grid-100^3,cube-1M")
+        self.assertEqual(code, 1)
+        self.assertIn("grid-20^3: volumes differ", text)
+        self.assertNotIn("cube-20k: volumes differ", text)
+        self.assertIn("0.7499 / 0.75 / 0.75 **MISMATCH**", md)
 
     def test_crash_hang_and_silence_are_failures(self):
         code, text, md = self.run_driver({"cgal": ("crash", "cube"), "tetgen": ("hang", "cube"),
