@@ -301,9 +301,14 @@ bool readPly(const std::string& fileName, const std::string& content, std::vecto
 			return false;
 		}
 	}
-	if(!bHeaderDone || !bHasFormat)
+	if(!bHeaderDone)
 	{
-		errorMessage = fileName + ": incomplete PLY header";
+		errorMessage = at(fileName, lineNumber + 1) + "PLY header without end_header";
+		return false;
+	}
+	if(!bHasFormat)
+	{
+		errorMessage = fileName + ": PLY header without a format line";
 		return false;
 	}
 

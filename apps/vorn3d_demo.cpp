@@ -65,7 +65,7 @@ double peakMemoryMiB()
 
 void progress(const std::string& text)
 {
-	std::cerr << "[vorn3d_demo] " << text << std::endl;
+	std::cerr << "progress: " << text << std::endl;
 }
 
 } // namespace

@@ -28,6 +28,6 @@ elseif(EXISTS ${WORK}/out.vtk OR EXISTS ${WORK}/out.vtk.part)
   message(FATAL_ERROR "a failed run left an output file")
 endif()
 # Progress belongs on standard error only.
-if(out MATCHES "\\[vorn3d_demo\\]")
+if(out MATCHES "progress: ")
   message(FATAL_ERROR "progress text on standard output")
 endif()

@@ -13,6 +13,15 @@
 using VORN3D::Point3;
 using VORN3D::Tet3;
 
+namespace VORN3D {
+// The library keeps its point stream operator to itself; this is how the
+// test's failure messages show a point.
+void PrintTo(const Point3& p, std::ostream* pStream)
+{
+	*pStream << "(" << p.x() << ", " << p.y() << ", " << p.z() << ")";
+}
+} // namespace VORN3D
+
 namespace {
 
 void writeFile(const std::string& name, const std::string& content)
@@ -131,6 +140,8 @@ TEST(PointReader, BadPlyHeaders)
 		"noend.ply:5: PLY header without end_header");
 	EXPECT_EQ(readError("noxyz.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nend_header\n1\n"),
 		"noxyz.ply: PLY file has no vertex element with x, y and z");
+	EXPECT_EQ(readError("noformat.ply", "ply\nelement vertex 0\nend_header\n"),
+		"noformat.ply: PLY header without a format line");
 	EXPECT_EQ(readError("type.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty quad x\nend_header\n"),
 		"type.ply:4: unknown PLY type \"quad\"");
 	EXPECT_EQ(readError("short.ply", "ply\nformat ascii 1.0\nelement vertex 2\nproperty float x\nproperty float y\n"
