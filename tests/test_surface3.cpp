@@ -22,6 +22,7 @@
 #include "StdoutCapture.h"
 #include "Surface3.h"
 #include "SurfaceChecks.h"
+#include "Vorn_3D.h"
 
 using VORN3D::Point3;
 using VORN3D::Surface3;
@@ -535,6 +536,34 @@ TEST(Surface3Read, NewReadReplacesContentAndClearEmpties)
 	EXPECT_EQ(vtest::surfaceInvariantViolation(surface), "");
 	surface.clear();
 	expectEmpty(surface);
+}
+
+TEST(Surface3Read, TriangulationOwnsHandedOverSurfaces)
+{
+	// Leaks or double deletes show up in the sanitizer build.
+	std::vector<Point3*> vHandles;
+	VORN3D::Vorn_3D dt;
+	Surface3* pCube(new Surface3);
+	ASSERT_TRUE(readContent(*pCube, binaryStl(cubeSurface(2))).bOk);
+	Surface3* pUnread(new Surface3);
+	dt.addSurface(pCube);
+	dt.addSurface(pUnread);
+	std::vector<Point3> vPoints;
+	pCube->getPoints(vPoints);
+	dt.insert(vPoints, vHandles);
+	EXPECT_TRUE(dt.is3D());
+	ASSERT_EQ(vHandles.size(), pCube->getNumVertices());
+	std::vector<Point3*> vVertices;
+	dt.getVertices(vVertices);
+	EXPECT_EQ(vVertices.size(), pCube->getNumVertices());
+	// The surface keeps its own vertices, apart from the mesh's.
+	for(std::size_t v = 0; v < vHandles.size(); ++v)
+	{
+		EXPECT_NE(vHandles[v], pCube->getVertex(v));
+		EXPECT_EQ(*vHandles[v], *pCube->getVertex(v));
+	}
+	EXPECT_EQ(pCube->getVertex(0)->getOneTet(), nullptr);
+	EXPECT_EQ(vtest::surfaceInvariantViolation(*pCube), "");
 }
 
 // ---- Broken input: a warning, an empty surface, false ------------------
