@@ -708,3 +708,25 @@ TEST(Surface3BrokenInput, NothingUsableInside)
 			"\" contains no triangles with three distinct corners\n");
 	expectEmpty(surface);
 }
+
+// A surface handed to a triangulation belongs to it: the triangulation deletes
+// it when it is destroyed (a leak here fails the sanitizer run), and the
+// surface's vertices can be inserted like any other points.
+TEST(Surface3Ownership, TriangulationDeletesItsSurfaces)
+{
+	std::vector<VORN3D::Point3> vPoints;
+	{
+		VORN3D::Vorn_3D dt;
+		Surface3* pSurface(new Surface3);
+		ASSERT_TRUE(readContent(*pSurface, asciiStl(tetrahedron())).bOk);
+		std::vector<Point3*> vVertices;
+		pSurface->getVertices(vVertices);
+		for(const Point3* pVtx : vVertices) vPoints.push_back(Point3(pVtx->x(), pVtx->y(), pVtx->z()));
+		dt.addSurface(pSurface);
+		dt.insert(vPoints);
+		std::vector<VORN3D::Tet3*> vTets;
+		dt.getTetrahedra(vTets);
+		EXPECT_EQ(vTets.size(), 1u);
+	}
+	EXPECT_EQ(vPoints.size(), 4u);
+}
