@@ -169,7 +169,13 @@ public:
 
 	void setVerbosity(bool b) { bVerbose = b; }
 	/// Takes ownership of a surface; it is deleted at teardown.
-	void addSurface(Surface3* pSurface) { vSurfaces.push_back(pSurface); }
+	/// Takes ownership of a surface; null and a surface already owned are
+	/// ignored, so that teardown deletes each surface exactly once.
+	void addSurface(Surface3* pSurface)
+	{
+		if(pSurface == nullptr || std::find(vSurfaces.begin(), vSurfaces.end(), pSurface) != vSurfaces.end()) return;
+		vSurfaces.push_back(pSurface);
+	}
 
 	/// Number of live cells (pool slots in use minus recycled ones); O(1).
 	size_t getNumTets() const { return numPoolTets - vDoomedTets.size() - vFreeTets.size(); }

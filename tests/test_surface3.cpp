@@ -695,6 +695,9 @@ TEST(Surface3Ownership, TriangulationDeletesItsSurfaces)
 	Surface3* pUnread(new Surface3);
 	dt.addSurface(pCube);
 	dt.addSurface(pUnread);
+	// Handed over twice, or null: ignored, so nothing is deleted twice.
+	dt.addSurface(pCube);
+	dt.addSurface(nullptr);
 	std::vector<Point3> vPoints;
 	pCube->getPoints(vPoints);
 	dt.insert(vPoints, vHandles);
