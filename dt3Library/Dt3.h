@@ -124,6 +124,8 @@ public:
 	/// The first cell from the first four stored vertices that are not
 	/// coplanar; null while there are none. Switches the kernel to 3D.
 	Tet3* buildFirstTet();
+	/// Exact test whether three points lie on one line.
+	bool isCollinear(const Point3& a, const Point3& b, const Point3& c) const;
 
 	// ---- outside the hull (Dt3_hull.cpp) ----
 
