@@ -12,7 +12,7 @@ all:
 	cmake --build $(BUILD_RELEASE) -j $(JOBS)
 
 demo: all
-	$(BUILD_RELEASE)/examples/vorn3d_demo $(ARGS)
+	$(BUILD_RELEASE)/apps/vorn3d_demo $(ARGS)
 
 # Tests run in a Debug build so that the standard assertions are checked too.
 test:

@@ -2,6 +2,8 @@
 // (bulk and single insertion, batches, the per-point dispatch).
 #include "Dt3.h"
 
+#include "Surface3.h"
+
 #include <algorithm>
 #include <cmath>
 #include <iostream>
@@ -12,8 +14,8 @@ namespace VORN3D {
 Dt3::Dt3(Vorn_3D* pOwner_):
 	numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr)
 {
-	ttsPool.init(1024, 512);
-	tetPool.init(28, -1);
+	ttsPool.init();
+	tetPool.init();
 	vDoomedTets.reserve(512);
 	vFreeTets.reserve(512);
 	vBuckets.assign(1024, nullptr);
@@ -25,8 +27,7 @@ Dt3::~Dt3()
 {
 	// Surfaces go first; everything else is released by the members in
 	// reverse order of declaration: vertex store, lists, buckets, pools.
-	// TODO(surface): delete every Surface3 here once its class is available.
-	vSurfaces.clear();
+	for(Surface3* pSurface : vSurfaces) delete pSurface;
 	std::vector<Surface3*>().swap(vSurfaces);
 }
 

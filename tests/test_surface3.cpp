@@ -22,6 +22,7 @@
 #include "StdoutCapture.h"
 #include "Surface3.h"
 #include "SurfaceChecks.h"
+#include "Vorn_3D.h"
 
 using VORN3D::Point3;
 using VORN3D::Surface3;
@@ -678,4 +679,39 @@ TEST(Surface3BrokenInput, NothingUsableInside)
 			"\" (two corners at the same position)\n" + WARN_READ + "\"" + needles.getPath() +
 			"\" contains no triangles with three distinct corners\n");
 	expectEmpty(surface);
+}
+
+// ---- Ownership --------------------------------------------------------
+
+// A surface handed to a triangulation belongs to it: the triangulation deletes
+// it when it is destroyed (a leak or a double delete fails the sanitizer run),
+// and the surface's vertices can be inserted like any other points.
+TEST(Surface3Ownership, TriangulationDeletesItsSurfaces)
+{
+	std::vector<Point3*> vHandles;
+	VORN3D::Vorn_3D dt;
+	Surface3* pCube(new Surface3);
+	ASSERT_TRUE(readContent(*pCube, binaryStl(cubeSurface(2))).bOk);
+	Surface3* pUnread(new Surface3);
+	dt.addSurface(pCube);
+	dt.addSurface(pUnread);
+	// Handed over twice, or null: ignored, so nothing is deleted twice.
+	dt.addSurface(pCube);
+	dt.addSurface(nullptr);
+	std::vector<Point3> vPoints;
+	pCube->getPoints(vPoints);
+	dt.insert(vPoints, vHandles);
+	EXPECT_TRUE(dt.is3D());
+	ASSERT_EQ(vHandles.size(), pCube->getNumVertices());
+	std::vector<Point3*> vVertices;
+	dt.getVertices(vVertices);
+	EXPECT_EQ(vVertices.size(), pCube->getNumVertices());
+	// The surface keeps its own vertices, apart from the mesh's.
+	for(std::size_t v = 0; v < vHandles.size(); ++v)
+	{
+		EXPECT_NE(vHandles[v], pCube->getVertex(v));
+		EXPECT_EQ(*vHandles[v], *pCube->getVertex(v));
+	}
+	EXPECT_EQ(pCube->getVertex(0)->getOneTet(), nullptr);
+	EXPECT_EQ(vtest::surfaceInvariantViolation(*pCube), "");
 }

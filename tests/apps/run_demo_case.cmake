@@ -1,0 +1,33 @@
+# Runs the demo on one input written here, then checks its exit status, its
+# message, and that a failed run leaves no output file behind.
+file(REMOVE_RECURSE ${WORK})
+file(MAKE_DIRECTORY ${WORK})
+file(WRITE ${WORK}/good.xyz "# a cube and its centre\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n0.5 0.5 0.5\n")
+file(WRITE ${WORK}/malformed.xyz "0 0 0\n1 0 0\n0 1\n0 0 1\n")
+file(WRITE ${WORK}/word.xyz "0 0 0\n1 zero 0\n0 1 0\n0 0 1\n")
+file(WRITE ${WORK}/nan.xyz "0 0 0\n1 0 0\n0 1 0\nnan 0 1\n")
+
+separate_arguments(args UNIX_COMMAND "${EXTRA_ARGS}")
+if(INPUT)
+  list(APPEND args ${INPUT})
+endif()
+list(APPEND args -o out.vtk)
+execute_process(COMMAND ${DEMO} ${args} WORKING_DIRECTORY ${WORK}
+  RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT status EQUAL EXPECTED_EXIT)
+  message(FATAL_ERROR "exit status ${status}, expected ${EXPECTED_EXIT}\nstdout:\n${out}\nstderr:\n${err}")
+endif()
+if(NOT "${out}${err}" MATCHES "${EXPECTED_TEXT}")
+  message(FATAL_ERROR "output does not match '${EXPECTED_TEXT}'\nstdout:\n${out}\nstderr:\n${err}")
+endif()
+if(EXPECTED_EXIT EQUAL 0)
+  if(NOT EXISTS ${WORK}/out.vtk)
+    message(FATAL_ERROR "no out.vtk written")
+  endif()
+elseif(EXISTS ${WORK}/out.vtk OR EXISTS ${WORK}/out.vtk.part)
+  message(FATAL_ERROR "a failed run left an output file")
+endif()
+# Progress belongs on standard error only.
+if(out MATCHES "progress: ")
+  message(FATAL_ERROR "progress text on standard output")
+endif()

@@ -1,0 +1,192 @@
+// The demo's point reader and VTK writer, through the public library only.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "PointFile.h"
+
+using VORN3D::Point3;
+using VORN3D::Tet3;
+
+namespace VORN3D {
+// The library keeps its point stream operator to itself; this is how the
+// test's failure messages show a point.
+void PrintTo(const Point3& p, std::ostream* pStream)
+{
+	*pStream << "(" << p.x() << ", " << p.y() << ", " << p.z() << ")";
+}
+} // namespace VORN3D
+
+namespace {
+
+void writeFile(const std::string& name, const std::string& content)
+{
+	std::ofstream out(name, std::ios::binary);
+	out << content;
+}
+
+bool fileExists(const std::string& name)
+{
+	return std::ifstream(name).good();
+}
+
+template <class T> void putBytes(std::string& out, T value, bool bBigEndian)
+{
+	unsigned char aBytes[sizeof(T)];
+	std::memcpy(aBytes, &value, sizeof(T));
+	const uint16_t probe(1);
+	const bool bHostLittle(*reinterpret_cast<const unsigned char*>(&probe) == 1);
+	if(bBigEndian == bHostLittle)
+	{
+		for(size_t i = 0; i < sizeof(T) / 2; ++i) std::swap(aBytes[i], aBytes[sizeof(T) - 1 - i]);
+	}
+	out.append(reinterpret_cast<const char*>(aBytes), sizeof(T));
+}
+
+std::string readError(const std::string& name, const std::string& content)
+{
+	writeFile(name, content);
+	std::vector<Point3> vPoints;
+	std::string error;
+	EXPECT_FALSE(vorn3dapp::readPoints(name, vPoints, error)) << name;
+	return error;
+}
+
+} // namespace
+
+TEST(PointReader, TextSkipsCommentsBlankLinesAndCarriageReturns)
+{
+	writeFile("good.txt", "# header\n1 2 3\r\n\n  -4.5e1\t0 1e-300\n7 8 9");
+	std::vector<Point3> vPoints;
+	std::string error;
+	ASSERT_TRUE(vorn3dapp::readPoints("good.txt", vPoints, error)) << error;
+	ASSERT_EQ(vPoints.size(), 3u);
+	EXPECT_EQ(vPoints[1], Point3(-45.0, 0.0, 1e-300));
+	EXPECT_EQ(vPoints[2], Point3(7, 8, 9));
+}
+
+TEST(PointReader, BadTextNamesFileAndLine)
+{
+	EXPECT_EQ(readError("two.txt", "1 2 3\n4 5\n"), "two.txt:2: malformed line, expected three numbers \"x y z\": 4 5");
+	EXPECT_EQ(readError("four.txt", "1 2 3 4\n"), "four.txt:1: malformed line, expected three numbers \"x y z\": 1 2 3 4");
+	EXPECT_EQ(readError("word.txt", "1 2 3\n\n1 two 3\n"), "word.txt:3: not a number: \"two\"");
+	EXPECT_EQ(readError("partial.txt", "1 2 3x\n"), "partial.txt:1: not a number: \"3x\"");
+	EXPECT_EQ(readError("nan.txt", "nan 2 3\n"), "nan.txt:1: non-finite coordinate: \"nan\"");
+	EXPECT_EQ(readError("inf.txt", "1 2 3\n1 -inf 3\n"), "inf.txt:2: non-finite coordinate: \"-inf\"");
+	EXPECT_EQ(readError("empty.txt", ""), "empty.txt: no points in file");
+	std::vector<Point3> vPoints;
+	std::string error;
+	EXPECT_FALSE(vorn3dapp::readPoints("no-such-file.txt", vPoints, error));
+	EXPECT_EQ(error, "no-such-file.txt: cannot open file");
+}
+
+TEST(PointReader, AsciiPlyWithExtraPropertiesAndFaces)
+{
+	writeFile("cloud.ply", "ply\nformat ascii 1.0\ncomment made by hand\nelement vertex 3\nproperty float x\n"
+						   "property float y\nproperty float z\nproperty uchar red\nelement face 1\n"
+						   "property list uchar int vertex_indices\nend_header\n0 0 0 255\n1 0.5 0 0\n0 1 2 7\n3 0 1 2\n");
+	std::vector<Point3> vPoints;
+	std::string error;
+	ASSERT_TRUE(vorn3dapp::readPoints("cloud.ply", vPoints, error)) << error;
+	ASSERT_EQ(vPoints.size(), 3u);
+	EXPECT_EQ(vPoints[1], Point3(1, 0.5, 0));
+	EXPECT_EQ(vPoints[2], Point3(0, 1, 2));
+}
+
+TEST(PointReader, BinaryPlyBothByteOrdersAndOtherElementsFirst)
+{
+	for(bool bBig : {false, true})
+	{
+		std::string content("ply\nformat ");
+		content += bBig ? "binary_big_endian" : "binary_little_endian";
+		content += " 1.0\nelement camera 1\nproperty list uchar float params\nelement vertex 2\n"
+				   "property double x\nproperty float nx\nproperty double y\nproperty double z\nend_header\n";
+		// The camera item: a list of two floats, skipped.
+		putBytes<uint8_t>(content, 2, bBig);
+		putBytes<float>(content, 1.5f, bBig);
+		putBytes<float>(content, 2.5f, bBig);
+		const double aCoords[2][3] = {{0.1, -2.0, 3e10}, {4.0, 5.0, -6.25}};
+		for(const auto& c : aCoords)
+		{
+			putBytes<double>(content, c[0], bBig);
+			putBytes<float>(content, 0.0f, bBig);
+			putBytes<double>(content, c[1], bBig);
+			putBytes<double>(content, c[2], bBig);
+		}
+		writeFile("binary.ply", content);
+		std::vector<Point3> vPoints;
+		std::string error;
+		ASSERT_TRUE(vorn3dapp::readPoints("binary.ply", vPoints, error)) << error;
+		ASSERT_EQ(vPoints.size(), 2u);
+		EXPECT_EQ(vPoints[0], Point3(0.1, -2.0, 3e10));
+		EXPECT_EQ(vPoints[1], Point3(4.0, 5.0, -6.25));
+
+		// Cut inside the second vertex: a clear error, no points kept.
+		writeFile("cut.ply", content.substr(0, content.size() - 5));
+		vPoints.clear();
+		EXPECT_FALSE(vorn3dapp::readPoints("cut.ply", vPoints, error));
+		EXPECT_EQ(error, "cut.ply: binary PLY data ends inside vertex 1 (truncated file)");
+	}
+}
+
+TEST(PointReader, BadPlyHeaders)
+{
+	EXPECT_EQ(readError("noend.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\n"),
+		"noend.ply:5: PLY header without end_header");
+	EXPECT_EQ(readError("noxyz.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nend_header\n1\n"),
+		"noxyz.ply: PLY file has no vertex element with x, y and z");
+	EXPECT_EQ(readError("noformat.ply", "ply\nelement vertex 0\nend_header\n"),
+		"noformat.ply: PLY header without a format line");
+	EXPECT_EQ(readError("type.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty quad x\nend_header\n"),
+		"type.ply:4: unknown PLY type \"quad\"");
+	EXPECT_EQ(readError("short.ply", "ply\nformat ascii 1.0\nelement vertex 2\nproperty float x\nproperty float y\n"
+									 "property float z\nend_header\n1 2 3\n"),
+		"short.ply:9: file ends before all 2 vertex items");
+	EXPECT_EQ(readError("nanply.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
+									  "property float z\nend_header\n1 nan 3\n"),
+		"nanply.ply:8: non-finite coordinate");
+}
+
+TEST(VtkWriter, MeshReadsBackWithItsCountsInBothEncodings)
+{
+	std::mt19937 generator(5);
+	std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+	std::vector<Point3> vPoints;
+	for(int i = 0; i < 500; ++i) vPoints.emplace_back(uniform(generator), uniform(generator), uniform(generator));
+	VORN3D::Vorn_3D dt;
+	dt.insert(vPoints);
+	std::vector<Tet3*> vTets;
+	std::vector<Point3*> vVertices;
+	dt.getTetrahedra(vTets);
+	dt.getVertices(vVertices);
+	ASSERT_GT(vTets.size(), 500u);
+
+	for(bool bAscii : {false, true})
+	{
+		const std::string name(bAscii ? "mesh_ascii.vtk" : "mesh_binary.vtk");
+		std::string error;
+		ASSERT_TRUE(vorn3dapp::writeVtk(name, vVertices, vTets, bAscii, error)) << error;
+		EXPECT_FALSE(fileExists(name + ".part"));
+		vorn3dapp::VtkSummary summary;
+		ASSERT_TRUE(vorn3dapp::readVtkSummary(name, summary, error)) << error;
+		EXPECT_EQ(summary.numPoints, static_cast<long>(vVertices.size()));
+		EXPECT_EQ(summary.numCells, static_cast<long>(vTets.size()));
+		EXPECT_TRUE(summary.bAllTetrahedra);
+		EXPECT_TRUE(summary.bIndicesInRange);
+	}
+}
+
+TEST(VtkWriter, UnwritableDestinationLeavesNoFile)
+{
+	std::vector<Point3*> vVertices;
+	std::vector<Tet3*> vTets;
+	std::string error;
+	EXPECT_FALSE(vorn3dapp::writeVtk("no-such-dir/mesh.vtk", vVertices, vTets, false, error));
+	EXPECT_EQ(error, "no-such-dir/mesh.vtk: cannot create output file");
+	EXPECT_FALSE(fileExists("no-such-dir/mesh.vtk"));
+}
