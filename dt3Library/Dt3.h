@@ -21,6 +21,7 @@
 #include <iostream>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Facet3.h"
@@ -180,6 +181,10 @@ public:
 	/// Read access for tests.
 	int getNumStoredTCS() const { return numStoredTCS; }
 	size_t getNumHashCollisions() const { return vHashCollisions.size(); }
+	size_t getNumFilledBuckets() const
+	{
+		return vBuckets.size() - static_cast<size_t>(std::count(vBuckets.begin(), vBuckets.end(), nullptr));
+	}
 	const std::vector<Tet3*>& getDoomedTets() const { return vDoomedTets; }
 	const std::vector<Tet3*>& getFreeTets() const { return vFreeTets; }
 
@@ -234,6 +239,7 @@ private:
 	std::vector<Edge3> vEdgeStack;
 	std::set<Edge3> sEdgesSeen;
 	std::vector<Tet3*> vStarTets;
+	std::vector<std::pair<TwoTetStruct*, size_t>> vRecordBlocks;
 	std::vector<Tet3*> vStarWork;
 	/// Cells taken from the pool so far (recycled ones are not counted).
 	size_t numPoolTets;

@@ -209,6 +209,32 @@ TEST(Star, LargeStarOfACentreOnASphere)
 	EXPECT_EQ(vStar, vExpected);
 }
 
+TEST(FacetPairing, TableIsEmptyAfterEveryInsertionOutsideTheHull)
+{
+	// The new hull facets stay unpaired; the table is emptied by clearing
+	// only the buckets of the records handed out, which must leave none.
+	Dt3 dt(nullptr);
+	std::vector<Point3*> vHandles;
+	{
+		vtest::StdoutCapture quiet;
+		std::vector<Point3> v(randomPoints(50, 11, 1.0));
+		dt.insert(v, vHandles);
+	}
+	// Points on growing shells: each one outside the current hull.
+	std::mt19937 rng(12);
+	std::normal_distribution<double> dist(0.0, 1.0);
+	for(int i = 0; i < 300; ++i)
+	{
+		const double x(dist(rng)), y(dist(rng)), z(dist(rng));
+		const double r(std::sqrt(x * x + y * y + z * z) / (2.0 + 0.01 * i));
+		vtest::StdoutCapture quiet;
+		dt.insert(Point3(0.5 + x / r, 0.5 + y / r, 0.5 + z / r));
+		ASSERT_EQ(dt.getNumFilledBuckets(), 0u) << "insertion " << i;
+		ASSERT_EQ(dt.getNumStoredTCS(), 0);
+	}
+	expectQueriesAgree(dt);
+}
+
 TEST(PoolBlocks, UsedBlocksCoverEveryObjectHandedOut)
 {
 	VORN3D::SimplePool<Tet3> pool;
