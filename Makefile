@@ -5,7 +5,7 @@ BUILD_RELEASE ?= build/release
 BUILD_TEST ?= build/test
 BUILD_SAN ?= build/sanitize
 
-.PHONY: all demo test test-sanitize bench install clean
+.PHONY: all demo test test-sanitize bench compare install clean
 
 all:
 	cmake -S . -B $(BUILD_RELEASE) -DCMAKE_BUILD_TYPE=Release -DVORN3D_BUILD_TESTS=OFF
@@ -28,6 +28,12 @@ test-sanitize:
 bench:
 	cmake -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DVORN3D_BUILD_TESTS=OFF -DVORN3D_BUILD_BENCH=ON
 	cmake --build build/bench -j $(JOBS)
+
+# Vorn3D against CGAL and TetGen on the same point sets (installs the peers'
+# Debian packages when missing); writes bench/RESULTS.md. ARGS=--quick checks
+# the pipeline on small sets.
+compare:
+	bash bench/compare.sh $(ARGS)
 
 install: all
 	cmake --install $(BUILD_RELEASE) $(if $(PREFIX),--prefix $(PREFIX),)

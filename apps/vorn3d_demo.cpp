@@ -158,10 +158,13 @@ int main(int argc, char** argv)
 	dt.getVertices(vVertices);
 
 	bool bValid(true);
+	double checkSeconds(0.0);
 	if(options.bCheck)
 	{
 		progress("checking the mesh");
+		const auto checkStart(std::chrono::steady_clock::now());
 		bValid = dt.checkValidity("vorn3d_demo", true);
+		checkSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - checkStart).count();
 	}
 
 	if(!options.vtkFile.empty())
@@ -186,7 +189,7 @@ int main(int argc, char** argv)
 	std::printf("  tetrahedra    %zu\n", vTets.size());
 	std::printf("  insertion     %.3f s\n", insertSeconds);
 	std::printf("  peak memory   %.1f MiB\n", peakMemoryMiB());
-	if(options.bCheck) std::printf("  validity      %s\n", bValid ? "passed" : "FAILED");
+	if(options.bCheck) std::printf("  validity      %s (%.3f s)\n", bValid ? "passed" : "FAILED", checkSeconds);
 	else std::printf("  validity      not checked\n");
 	if(!options.vtkFile.empty()) std::printf("  written       %s\n", options.vtkFile.c_str());
 	return bValid ? 0 : 1;

@@ -15,8 +15,8 @@ Dt3::Dt3(Vorn_3D* pOwner_):
 	numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
 	bInsertionOpen(false)
 {
-	ttsPool.init(1024, 512);
-	tetPool.init(28, -1);
+	ttsPool.init();
+	tetPool.init();
 	vDoomedTets.reserve(512);
 	vFreeTets.reserve(512);
 	vBuckets.assign(1024, nullptr);

@@ -125,6 +125,8 @@ public:
 	/// The first cell from the first four stored vertices that are not
 	/// coplanar; null while there are none. Switches the kernel to 3D.
 	Tet3* buildFirstTet();
+	/// Exact test whether three points lie on one line.
+	bool isCollinear(const Point3& a, const Point3& b, const Point3& c) const;
 
 	// ---- outside the hull (Dt3_hull.cpp) ----
 
@@ -174,7 +176,13 @@ public:
 
 	void setVerbosity(bool b) { bVerbose = b; }
 	/// Takes ownership of a surface; it is deleted at teardown.
-	void addSurface(Surface3* pSurface) { vSurfaces.push_back(pSurface); }
+	/// Takes ownership of a surface; null and a surface already owned are
+	/// ignored, so that teardown deletes each surface exactly once.
+	void addSurface(Surface3* pSurface)
+	{
+		if(pSurface == nullptr || std::find(vSurfaces.begin(), vSurfaces.end(), pSurface) != vSurfaces.end()) return;
+		vSurfaces.push_back(pSurface);
+	}
 
 	/// Number of live cells (pool slots in use minus recycled ones); O(1).
 	size_t getNumTets() const { return numPoolTets - vDoomedTets.size() - vFreeTets.size(); }

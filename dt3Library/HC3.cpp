@@ -215,8 +215,8 @@ HC3::HC3(int numBits_):
 		assert(false);
 		exit(1);
 	}
-	vertexPool.init(4, -1);
-	entryPool.init(4, -1);
+	vertexPool.init();
+	entryPool.init();
 }
 
 HC3::~HC3()

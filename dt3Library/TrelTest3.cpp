@@ -558,4 +558,39 @@ void TrelTest3::printOrientation(const std::string& label, Orientation3 ori) con
 	}
 }
 
+namespace {
+
+// Unit roundoff of long double, found at run time the same way as the double
+// epsilon (halving until 1 + eps rounds back to 1), so that the bound below
+// fits whatever precision the platform's long double really has.
+long double extendedSphereBoundFactor()
+{
+	volatile long double epsilon(1.0L);
+	volatile long double check(1.0L);
+	volatile long double lastcheck;
+	do
+	{
+		lastcheck = check;
+		epsilon = epsilon * 0.5L;
+		check = 1.0L + epsilon;
+	} while(check != 1.0L && check != lastcheck);
+	const long double eps(epsilon);
+	return (16.0L + 224.0L * eps) * eps;
+}
+
+} // namespace
+
+int TrelTest3::insphereExtended(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e)
+{
+	static const long double boundFactor(extendedSphereBoundFactor());
+	long double det, permanent;
+	insphereDeterminant<long double>(a, b, c, d, e, det, permanent);
+	// Strict: a zero determinant (or a zero permanent) is left to the exact
+	// stages, which tell a point on the sphere from one inside it.
+	const long double errbound(boundFactor * permanent);
+	if(det > errbound) return 1;
+	if(-det > errbound) return 0;
+	return -1;
+}
+
 } // namespace VORN3D

@@ -81,6 +81,8 @@ public:
 	/// Hands a triangle surface to the triangulation, which owns it from now
 	/// on and deletes it when it is destroyed. The surface does not take part
 	/// in the insertion; insert its vertices explicitly if they are wanted.
+	/// The surface must come from new; null, or a surface handed over twice,
+	/// is ignored.
 	void addSurface(Surface3* pSurface);
 
 private:

@@ -208,6 +208,84 @@ TEST(FirstCell, CoplanarPointsGiveNone)
 	EXPECT_EQ(dt.buildFirstTet(), nullptr);
 }
 
+// The first cell is the first non-coplanar quadruple of the store's list,
+// whatever the list looks like: checked against all quadruples in order, on
+// lists whose first vertices are collinear or coplanar in many ways. Single
+// insertions stop right after the first cell, so it can be read back.
+TEST(FirstCell, AgreesWithTheExhaustiveSearchOnDegenerateLists)
+{
+	for(unsigned seed = 0; seed < 40; ++seed)
+	{
+		std::mt19937 rng(seed);
+		std::uniform_int_distribution<int> small(-2, 2);
+		std::vector<Point3> v;
+		// A few points on a line, then on a plane, then maybe a lift.
+		// Half of the lists are mostly one line, so that the store's
+		// first vertices are often collinear.
+		const bool bLineHeavy(seed % 2 == 0);
+		const int numLine(bLineHeavy ? 6 + seed % 5 : 2 + seed % 4), numPlane(bLineHeavy ? 1 + seed % 2 : 3 + seed % 5);
+		for(int i = 0; i < numLine; ++i) v.push_back(Point3(i, 2.0 * i, -i));
+		for(int i = 0; i < numPlane; ++i) v.push_back(Point3(small(rng), small(rng), 0.5));
+		if(seed % 3 != 0) v.push_back(Point3(small(rng), small(rng), small(rng) + 3.0));
+		std::shuffle(v.begin(), v.end(), rng);
+		Dt3 dt(nullptr);
+		for(Point3& p : v)
+		{
+			vtest::StdoutCapture quiet;
+			dt.insert(p);
+			if(dt.is3D()) break;
+		}
+		std::vector<Point3*> vStore;
+		dt.getVertices(vStore);
+		const size_t n(vStore.size());
+		Point3* aExpected[4] = {nullptr, nullptr, nullptr, nullptr};
+		int orientation(0);
+		for(size_t i = 0; i < n && orientation == 0; ++i)
+			for(size_t j = i + 1; j < n && orientation == 0; ++j)
+				for(size_t k = j + 1; k < n && orientation == 0; ++k)
+					for(size_t l = k + 1; l < n && orientation == 0; ++l)
+					{
+						orientation = vtest::exactOrientation(*vStore[i], *vStore[j], *vStore[k], *vStore[l]);
+						aExpected[0] = orientation > 0 ? vStore[i] : vStore[j];
+						aExpected[1] = orientation > 0 ? vStore[j] : vStore[i];
+						aExpected[2] = vStore[k];
+						aExpected[3] = vStore[l];
+					}
+		ASSERT_EQ(dt.is3D(), orientation != 0) << seed;
+		if(orientation == 0) continue;
+		std::vector<Tet3*> vTets;
+		dt.getAllTetrahedra(vTets);
+		ASSERT_EQ(vTets.size(), 1u) << seed;
+		for(int c = 0; c < 4; ++c) EXPECT_EQ(vTets[0]->getCorner(c), aExpected[c]) << seed;
+	}
+}
+
+// Thousands of coplanar points: the start finds that there is no cell yet
+// in a linear number of tests, and one lifting point then starts the mesh.
+TEST(FirstCell, ManyCoplanarPointsThenOneLift)
+{
+	std::vector<Point3> v;
+	for(int i = 0; i < 3000; ++i) v.push_back(Point3(i % 60, i / 60, 7.0));
+	Dt3 dt(nullptr);
+	std::vector<Point3*> vHandles;
+	{
+		vtest::StdoutCapture quiet;
+		dt.insert(v, vHandles);
+	}
+	EXPECT_FALSE(dt.is3D());
+	std::vector<Point3> vLift = {Point3(30.5, 25.5, 9.0)};
+	{
+		vtest::StdoutCapture quiet;
+		vHandles.clear();
+		dt.insert(vLift, vHandles);
+	}
+	ASSERT_TRUE(dt.is3D());
+	std::vector<Point3*> vStore;
+	dt.getVertices(vStore);
+	EXPECT_EQ(vStore.size(), 3001u);
+	EXPECT_EQ(vtest::checkMesh(dt), "");
+}
+
 TEST(CreateTet, FlatCellIsReportedAndMadeNegativeThrows)
 {
 	Dt3 dt(nullptr);

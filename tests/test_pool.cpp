@@ -5,6 +5,7 @@
 #include <set>
 #include <vector>
 
+#include "Dt3.h"
 #include "HC3.h"
 #include "SimplePool.h"
 #include "StdoutCapture.h"
@@ -15,18 +16,9 @@ using VORN3D::Point3;
 using VORN3D::SimplePool;
 using VORN3D::SimplePoolSizes;
 using VORN3D::Tet3;
+using VORN3D::TwoTetStruct;
 
 namespace {
-
-// Same layout as the kernel's pending-facet record: two vertex pointers, a
-// cell pointer and a facet index.
-struct PendingFacet
-{
-	Point3* pLow;
-	Point3* pHigh;
-	Tet3* pTet;
-	int ici;
-};
 
 // Large elements make the 100 MB cap reachable after a few containers. The
 // memory is never touched, so it costs address space only.
@@ -54,8 +46,8 @@ TEST(SimplePoolSizes, EachInstanceOfTheLibraryHasItsSizes)
 {
 	EXPECT_EQ(SimplePoolSizes<Tet3>::firstSize, 28);
 	EXPECT_EQ(SimplePoolSizes<Tet3>::growSize, -1);
-	EXPECT_EQ(SimplePoolSizes<VORN3D::TwoTetStruct>::firstSize, 1024);
-	EXPECT_EQ(SimplePoolSizes<VORN3D::TwoTetStruct>::growSize, 512);
+	EXPECT_EQ(SimplePoolSizes<TwoTetStruct>::firstSize, 1024);
+	EXPECT_EQ(SimplePoolSizes<TwoTetStruct>::growSize, 512);
 	EXPECT_EQ(SimplePoolSizes<Point3>::firstSize, 4);
 	EXPECT_EQ(SimplePoolSizes<Point3>::growSize, -1);
 	EXPECT_EQ(SimplePoolSizes<IdxVtx>::firstSize, 4);
@@ -100,9 +92,9 @@ TEST(SimplePoolGrowth, VertexStorePoolsStartWithFour)
 
 TEST(SimplePoolGrowth, FixedGrowthAndResetOfThePendingFacetPool)
 {
-	SimplePool<PendingFacet> pool;
-	pool.init(SimplePoolSizes<VORN3D::TwoTetStruct>::firstSize, SimplePoolSizes<VORN3D::TwoTetStruct>::growSize);
-	const std::vector<PendingFacet*> vFirst(allocate(pool, 1024));
+	SimplePool<TwoTetStruct> pool;
+	pool.init();
+	const std::vector<TwoTetStruct*> vFirst(allocate(pool, 1024));
 	EXPECT_EQ(pool.getNumContainers(), 1u);
 	EXPECT_TRUE(pool.hasOnlyFirstContainer());
 	pool.alloc();

@@ -681,24 +681,37 @@ TEST(Surface3BrokenInput, NothingUsableInside)
 	expectEmpty(surface);
 }
 
+// ---- Ownership --------------------------------------------------------
+
 // A surface handed to a triangulation belongs to it: the triangulation deletes
-// it when it is destroyed (a leak here fails the sanitizer run), and the
-// surface's vertices can be inserted like any other points.
+// it when it is destroyed (a leak or a double delete fails the sanitizer run),
+// and the surface's vertices can be inserted like any other points.
 TEST(Surface3Ownership, TriangulationDeletesItsSurfaces)
 {
-	std::vector<VORN3D::Point3> vPoints;
+	std::vector<Point3*> vHandles;
+	VORN3D::Vorn_3D dt;
+	Surface3* pCube(new Surface3);
+	ASSERT_TRUE(readContent(*pCube, binaryStl(cubeSurface(2))).bOk);
+	Surface3* pUnread(new Surface3);
+	dt.addSurface(pCube);
+	dt.addSurface(pUnread);
+	// Handed over twice, or null: ignored, so nothing is deleted twice.
+	dt.addSurface(pCube);
+	dt.addSurface(nullptr);
+	std::vector<Point3> vPoints;
+	pCube->getPoints(vPoints);
+	dt.insert(vPoints, vHandles);
+	EXPECT_TRUE(dt.is3D());
+	ASSERT_EQ(vHandles.size(), pCube->getNumVertices());
+	std::vector<Point3*> vVertices;
+	dt.getVertices(vVertices);
+	EXPECT_EQ(vVertices.size(), pCube->getNumVertices());
+	// The surface keeps its own vertices, apart from the mesh's.
+	for(std::size_t v = 0; v < vHandles.size(); ++v)
 	{
-		VORN3D::Vorn_3D dt;
-		Surface3* pSurface(new Surface3);
-		ASSERT_TRUE(readContent(*pSurface, asciiStl(tetrahedron())).bOk);
-		std::vector<Point3*> vVertices;
-		pSurface->getVertices(vVertices);
-		for(const Point3* pVtx : vVertices) vPoints.push_back(Point3(pVtx->x(), pVtx->y(), pVtx->z()));
-		dt.addSurface(pSurface);
-		dt.insert(vPoints);
-		std::vector<VORN3D::Tet3*> vTets;
-		dt.getTetrahedra(vTets);
-		EXPECT_EQ(vTets.size(), 1u);
+		EXPECT_NE(vHandles[v], pCube->getVertex(v));
+		EXPECT_EQ(*vHandles[v], *pCube->getVertex(v));
 	}
-	EXPECT_EQ(vPoints.size(), 4u);
+	EXPECT_EQ(pCube->getVertex(0)->getOneTet(), nullptr);
+	EXPECT_EQ(vtest::surfaceInvariantViolation(*pCube), "");
 }
