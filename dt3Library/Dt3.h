@@ -215,8 +215,10 @@ private:
 	/// insertOne without the bookkeeping of bInsertionOpen.
 	Tet3* insertOneUnguarded(Point3*& pVtx, Tet3* pStart);
 
-	// The two predicates of the predicate object; their filters are inline
-	// there, so the hot loops pay no call for the common case.
+	// The fast floating-point filters of the two predicates, inline for the
+	// hot loops. They evaluate exactly the predicate object's filter and
+	// hand every case it cannot decide to the predicate object itself, so
+	// their answers are always the predicate object's answers.
 	Orientation3 orientation(const Tet3* pTet, int ith, const Point3* pQ) const;
 	Orientation3 orientation(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd) const;
 	SphereInclusion sphereInclusion(const Tet3* pTet, const Point3* pQ) const;
@@ -259,20 +261,77 @@ private:
 	bool bInsertionOpen;
 };
 
-// ---- the predicates, through the predicate object's inline filters ----
+// ---- the inline filters ----
 
 inline Orientation3 Dt3::orientation(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd) const
 {
-	return predicates.getOrientation3(pa, pb, pc, pd);
+	const double adx(pa->x() - pd->x()), bdx(pb->x() - pd->x()), cdx(pc->x() - pd->x());
+	const double ady(pa->y() - pd->y()), bdy(pb->y() - pd->y()), cdy(pc->y() - pd->y());
+	const double adz(pa->z() - pd->z()), bdz(pb->z() - pd->z()), cdz(pc->z() - pd->z());
+	const double bdxcdy(bdx * cdy), cdxbdy(cdx * bdy);
+	const double cdxady(cdx * ady), adxcdy(adx * cdy);
+	const double adxbdy(adx * bdy), bdxady(bdx * ady);
+	const double det(adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady));
+	const double permanent((std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
+		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) + (std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz));
+	const double errbound(predicates.o3derrboundA * permanent);
+	if(__builtin_expect(errbound > det && errbound > -det, 0)) return predicates.getOrientation3(pa, pb, pc, pd);
+	if(det < 0.0) return ORIENTATION3_POSITIVE;
+	if(det > 0.0) return ORIENTATION3_NEGATIVE;
+	return ORIENTATION3_COPLANAR;
 }
 
 inline Orientation3 Dt3::orientation(const Tet3* pTet, int ith, const Point3* pQ) const
 {
-	return predicates.getOrientation3(pTet, ith, pQ);
+	// Facet ith in the order that makes corner ith come out positive.
+	static const int aFacetOrder[4][3] = {{1, 3, 2}, {0, 2, 3}, {0, 3, 1}, {0, 1, 2}};
+	return orientation(pTet->getCorner(aFacetOrder[ith][0]), pTet->getCorner(aFacetOrder[ith][1]),
+		pTet->getCorner(aFacetOrder[ith][2]), pQ);
 }
 
 inline SphereInclusion Dt3::sphereInclusion(const Tet3* pTet, const Point3* pQ) const
 {
+	const Point3* pa(pTet->getCorner(0));
+	const Point3* pb(pTet->getCorner(1));
+	const Point3* pc(pTet->getCorner(2));
+	const Point3* pd(pTet->getCorner(3));
+	const double aex(pa->x() - pQ->x()), bex(pb->x() - pQ->x()), cex(pc->x() - pQ->x()), dex(pd->x() - pQ->x());
+	const double aey(pa->y() - pQ->y()), bey(pb->y() - pQ->y()), cey(pc->y() - pQ->y()), dey(pd->y() - pQ->y());
+	const double aez(pa->z() - pQ->z()), bez(pb->z() - pQ->z()), cez(pc->z() - pQ->z()), dez(pd->z() - pQ->z());
+	const double aexbey(aex * bey), bexaey(bex * aey), ab(aexbey - bexaey);
+	const double bexcey(bex * cey), cexbey(cex * bey), bc(bexcey - cexbey);
+	const double cexdey(cex * dey), dexcey(dex * cey), cd(cexdey - dexcey);
+	const double dexaey(dex * aey), aexdey(aex * dey), da(dexaey - aexdey);
+	const double aexcey(aex * cey), cexaey(cex * aey), ac(aexcey - cexaey);
+	const double bexdey(bex * dey), dexbey(dex * bey), bd(bexdey - dexbey);
+	const double abc(aez * bc - bez * ac + cez * ab);
+	const double bcd(bez * cd - cez * bd + dez * bc);
+	const double cda(cez * da + dez * ac + aez * cd);
+	const double dab(dez * ab + aez * bd + bez * da);
+	const double alift(aex * aex + aey * aey + aez * aez);
+	const double blift(bex * bex + bey * bey + bez * bez);
+	const double clift(cex * cex + cey * cey + cez * cez);
+	const double dlift(dex * dex + dey * dey + dez * dez);
+	const double det((dlift * abc - clift * dab) + (blift * cda - alift * bcd));
+	const double aezplus(std::fabs(aez)), bezplus(std::fabs(bez)), cezplus(std::fabs(cez)), dezplus(std::fabs(dez));
+	const double aexbeyplus(std::fabs(aexbey)), bexaeyplus(std::fabs(bexaey));
+	const double bexceyplus(std::fabs(bexcey)), cexbeyplus(std::fabs(cexbey));
+	const double cexdeyplus(std::fabs(cexdey)), dexceyplus(std::fabs(dexcey));
+	const double dexaeyplus(std::fabs(dexaey)), aexdeyplus(std::fabs(aexdey));
+	const double aexceyplus(std::fabs(aexcey)), cexaeyplus(std::fabs(cexaey));
+	const double bexdeyplus(std::fabs(bexdey)), dexbeyplus(std::fabs(dexbey));
+	const double permanent(((cexdeyplus + dexceyplus) * bezplus + (dexbeyplus + bexdeyplus) * cezplus +
+							   (bexceyplus + cexbeyplus) * dezplus) * alift +
+		((dexaeyplus + aexdeyplus) * cezplus + (aexceyplus + cexaeyplus) * dezplus +
+			(cexdeyplus + dexceyplus) * aezplus) * blift +
+		((aexbeyplus + bexaeyplus) * dezplus + (bexdeyplus + dexbeyplus) * aezplus +
+			(dexaeyplus + aexdeyplus) * bezplus) * clift +
+		((bexceyplus + cexbeyplus) * aezplus + (cexaeyplus + aexceyplus) * bezplus +
+			(aexbeyplus + bexaeyplus) * cezplus) * dlift);
+	const double errbound(predicates.isperrboundA * permanent);
+	// Non-strict on purpose, as in the predicate object: a zero permanent
+	// accepts a zero determinant as inside.
+	if(__builtin_expect(det >= errbound || -det >= errbound, 1)) return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
 	return predicates.sphereInclusionTest(pTet, pQ);
 }
 
