@@ -6,8 +6,10 @@
 #                                         pipeline in about a minute), writes
 #                                         build/compare/RESULTS-quick.md
 #   bash bench/compare.sh --peers-only    the same without Vorn3D (no library yet)
-#   bash bench/compare.sh --profile [N]   callgrind profile of Vorn3D on N uniform
-#                                         points (default 100000)
+#   bash bench/compare.sh --profile [N [KIND]]
+#                                         callgrind profile of Vorn3D on N points
+#                                         (default 100000) of a set KIND (default
+#                                         cube; see bench/peers/gen_points.cpp)
 # Other arguments go to bench/peers/compare.py (--reps, --sets, --note, ...;
 # see its --help). `make compare ARGS=...` runs the same.
 #
@@ -29,6 +31,7 @@ FLAGS="-g"
 command="bash bench/compare.sh"
 withVorn=1
 profilePoints=0
+profileKind=cube
 passOn=()
 while (($#)); do
 	case "$1" in
@@ -41,7 +44,11 @@ while (($#)); do
 			command+=" $1" ;;
 		--profile)
 			profilePoints=100000
-			if [[ ${2:-} =~ ^[0-9]+$ ]]; then profilePoints=$2; shift; fi ;;
+			if [[ ${2:-} =~ ^[0-9]+$ ]]; then
+				profilePoints=$2
+				shift
+				if [[ ${2:-} =~ ^[a-z]+$ ]]; then profileKind=$2; shift; fi
+			fi ;;
 		*)
 			passOn+=("$1")
 			command+=" $1" ;;
@@ -103,9 +110,9 @@ compilerVersion=$("${compiler:-c++}" --version | head -n 1)
 if ((profilePoints)); then
 	((withVorn)) || { echo "--profile needs Vorn3D"; exit 1; }
 	mkdir -p "$OUT/data" "$OUT/profile"
-	pointFile="$OUT/data/cube-$profilePoints.v3p"
-	[[ -f $pointFile ]] || "$OUT/peers/vorn3d_gen_points" cube "$profilePoints" "$pointFile"
-	say "callgrind on $profilePoints uniform points (this takes a few minutes)"
+	pointFile="$OUT/data/$profileKind-$profilePoints.v3p"
+	[[ -f $pointFile ]] || "$OUT/peers/vorn3d_gen_points" "$profileKind" "$profilePoints" "$pointFile"
+	say "callgrind on $profilePoints points, set $profileKind (this takes a few minutes)"
 	rm -f "$OUT/profile/callgrind.out"
 	# Only the bulk insertion is counted: no file reading, read-back or teardown.
 	valgrind --tool=callgrind --callgrind-out-file="$OUT/profile/callgrind.out" \

@@ -121,7 +121,9 @@ inline double tetVolume(double ax, double ay, double az, double bx, double by, d
 }
 
 /// What one run measured. baseKib is the peak before the insertion (input
-/// points loaded), peakKib the peak at the end.
+/// points loaded), peakKib the peak right after the insertion, readBackKib
+/// the peak after the cells have been read back (which may need memory of its
+/// own, e.g. a sorted copy of all cell pointers).
 struct RunResult
 {
 	std::string program;
@@ -134,6 +136,7 @@ struct RunResult
 	double volume = 0.0;
 	long baseKib = 0;
 	long peakKib = 0;
+	long readBackKib = 0;
 };
 
 /// One line, key=value pairs separated by blanks; the leading line break
@@ -141,9 +144,9 @@ struct RunResult
 inline void printResult(const RunResult& r)
 {
 	std::fflush(stdout);
-	std::printf("\n%s program=%s points=%llu insert_s=%.6f readback_s=%.6f cells=%llu vertices=%llu volume=%.17g base_kib=%ld peak_kib=%ld version=%s\n",
+	std::printf("\n%s program=%s points=%llu insert_s=%.6f readback_s=%.6f cells=%llu vertices=%llu volume=%.17g base_kib=%ld peak_kib=%ld readback_peak_kib=%ld version=%s\n",
 		RESULT_PREFIX, r.program.c_str(), static_cast<unsigned long long>(r.numPoints), r.insertSeconds, r.readBackSeconds,
-		static_cast<unsigned long long>(r.numCells), static_cast<unsigned long long>(r.numVertices), r.volume, r.baseKib, r.peakKib,
+		static_cast<unsigned long long>(r.numCells), static_cast<unsigned long long>(r.numVertices), r.volume, r.baseKib, r.peakKib, r.readBackKib,
 		r.version.c_str());
 	std::fflush(stdout);
 }

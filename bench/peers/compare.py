@@ -172,6 +172,7 @@ def summarise(runs, programs):
             "volumes": {float(r[0]["volume"]) for r in ok if "volume" in r[0]},
             "peak_kib": max(int(r[0]["peak_kib"]) for r in ok),
             "base_kib": max(int(r[0]["base_kib"]) for r in ok),
+            "readback_kib": max(int(r[0].get("readback_peak_kib", r[0]["peak_kib"])) for r in ok),
             "readback": statistics.median(float(r[0]["readback_s"]) for r in ok),
             "version": ok[0][0]["version"],
             "failures": [r[1] for r in runs[prog] if r[0] is None],
@@ -318,7 +319,8 @@ def write_markdown(out, args, rows, programs, reps, started, finished, load_star
     lines.append("Produced by `%s` on %s UTC (%.0f min). Times are the median of %d run%s per program "
                  "and set, insertion only (no file reading, no point generation), wall clock (steady_clock). "
                  "Ratio = Vorn3D / peer: below 1 means Vorn3D is faster. Peak = peak resident memory (VmHWM) of the "
-                 "whole process, input points included."
+                 "whole process right after the insertion, input points included (reading the cells back "
+                 "afterwards is listed under All runs)."
                  % (args.command,
                     started.strftime("%Y-%m-%d %H:%M"), (finished - started).total_seconds() / 60.0,
                     reps, "" if reps == 1 else "s"))
@@ -363,19 +365,20 @@ def write_markdown(out, args, rows, programs, reps, started, finished, load_star
     lines.append("Insertion seconds of every repetition, in run order, each with the machine's 1-minute load "
                  "average when it started (2 cores: above 2 the run shared its core); base = peak memory "
                  "before the insertion (input loaded) in MiB; read-back = time to get the cells out "
-                 "afterwards (median).")
+                 "afterwards (median: Vorn3D's getTetrahedra and getVertices, CGAL's counters; TetGen "
+                 "hands its cells out inside tetrahedralize) and the peak memory after it.")
     lines.append("")
-    lines.append("| set | program | runs: s (load) | base MiB | read-back s | vertices | failures |")
-    lines.append("|---|---|---|---|---|---|---|")
+    lines.append("| set | program | runs: s (load) | base MiB | read-back s | peak after read-back MiB | vertices | failures |")
+    lines.append("|---|---|---|---|---|---|---|---|")
     for name, num_points, must_agree, summary, problems in rows:
         for p in programs:
             s = summary[p]
             if s is None:
-                lines.append("| %s | %s | — | — | — | — | all runs failed |" % (name, labels[p]))
+                lines.append("| %s | %s | — | — | — | — | — | all runs failed |" % (name, labels[p]))
                 continue
-            lines.append("| %s | %s | %s | %s | %.3f | %s | %s |" % (
+            lines.append("| %s | %s | %s | %s | %.3f | %s | %s | %s |" % (
                 name, labels[p], ", ".join("%.3f (%s)" % tl for tl in zip(s["times"], s["loads"])), fmt_mib(s["base_kib"]),
-                s["readback"], "/".join(str(v) for v in sorted(s["vertices"])), ", ".join(s["failures"]) or "none"))
+                s["readback"], fmt_mib(s["readback_kib"]), "/".join(str(v) for v in sorted(s["vertices"])), ", ".join(s["failures"]) or "none"))
     lines.append("")
     lines.append("## Machine and versions")
     lines.append("")

@@ -29,6 +29,7 @@ int main(int argc, char** argv)
 	auto t0 = std::chrono::steady_clock::now();
 	dt.insert(vPoints, vHandles);
 	result.insertSeconds = vbench::secondsSince(t0);
+	result.peakKib = vbench::peakRssKib();
 
 	t0 = std::chrono::steady_clock::now();
 	std::vector<VORN3D::Tet3*> vTets;
@@ -38,7 +39,7 @@ int main(int argc, char** argv)
 	dt.getVertices(vVertices);
 	result.numCells = vTets.size();
 	result.numVertices = vVertices.size();
-	result.peakKib = vbench::peakRssKib();
+	result.readBackKib = vbench::peakRssKib();
 	// Summed in long double so that rounding stays far below the tolerance
 	// with which the driver compares the programs.
 	long double volumeSum(0.0L);

@@ -130,7 +130,7 @@ FAKE_RUNNER = textwrap.dedent("""\
             volume = 0.7499
     sys.stdout.write("numPoints=12 (library noise without a line end)")
     print("VORN3D_BENCH_RESULT program=%s points=12 insert_s=0.5 readback_s=0.1 cells=%d vertices=12 "
-          "volume=%.17g base_kib=100 peak_kib=2048 version=Vorn3D, DEBUG, v0.99.0" % (program, cells, volume))
+          "volume=%.17g base_kib=100 peak_kib=2048 readback_peak_kib=3072 version=Vorn3D, DEBUG, v0.99.0" % (program, cells, volume))
     print("trailing library output")
 """)
 
@@ -162,7 +162,7 @@ class DriverTest(unittest.TestCase):
         self.assertIn("| cube-20k | 12 | 0.500 | 0.500 | 0.500 | 1.00 | 1.00 | 1000 (all agree) | 0.75 (all agree) "
                       "| 2 / 2 / 2 |", md)
         self.assertIn("Vorn3D, DEBUG, v0.99.0", md)
-        self.assertRegex(md, r"0\.500 \([0-9.]+\), 0\.500 \([0-9.]+\)")
+        self.assertRegex(md, r"\| cube-20k \| Vorn3D \| 0\.500 \([0-9.]+\), 0\.500 \([0-9.]+\) \| 0 \| 0\.100 \| 3 \| 12 \| none \|")
 
     def test_wrong_cell_count_is_reported(self):
         code, text, md = self.run_driver({"vorn": ("miscount", "ball")}, "cube-1M,ball-1M")
