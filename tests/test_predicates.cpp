@@ -971,7 +971,10 @@ TEST(IntegerInput, SignsAndStagesMatchTheOracleOnLatticesAndAtTheLimits)
 				{
 					++numZeroOrient;
 					// A zero with an all-zero permanent is the filter's own.
-					if(stage != STAGE_FILTER) EXPECT_EQ(stage, STAGE_EXACT_INPUT);
+					if(stage != STAGE_FILTER)
+					{
+						EXPECT_EQ(stage, STAGE_EXACT_INPUT);
+					}
 					continue;
 				}
 				if(exactOri < 0) std::swap(p[0], p[1]);
