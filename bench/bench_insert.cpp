@@ -6,7 +6,8 @@
 // (the 100^3 integer grid); all four by default. Every run happens in its own
 // child process so that the peak memory (getrusage) belongs to that run
 // alone. Prints, per case, the median wall and CPU time of the insertion
-// over the repetitions, the number of cells and the peak resident memory.
+// over the repetitions, the number of cells and the peak resident memory,
+// and the wall time of one getTetrahedra on the finished mesh (first run).
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -69,6 +70,7 @@ struct RunResult
 	double cpuSeconds = -1.0;
 	long peakKB = 0;
 	long numCells = -1;
+	double tetsSeconds = -1.0;
 };
 
 // One run in this (child) process; writes "seconds peakKB cells" to fd.
@@ -88,16 +90,19 @@ void runOnce(const std::string& name, bool bCountCells, int fd)
 	struct rusage usage;
 	getrusage(RUSAGE_SELF, &usage);
 	long numCells(-1);
+	double tetsSeconds(-1.0);
 	if(bCountCells)
 	{
 		std::vector<Tet3*> vTets;
+		const auto t2(std::chrono::steady_clock::now());
 		pVorn->getTetrahedra(vTets);
+		tetsSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t2).count();
 		numCells = static_cast<long>(vTets.size());
 	}
 	std::cout.clear();
 	std::ostringstream os;
 	os << std::chrono::duration<double>(t1 - t0).count() << " " << (cpu1 - cpu0) << " " << usage.ru_maxrss << " "
-	   << numCells << "\n";
+	   << numCells << " " << tetsSeconds << "\n";
 	const std::string s(os.str());
 	if(write(fd, s.data(), s.size()) < 0) perror("write");
 	// Leave the teardown to the process exit: it is not what is measured.
@@ -130,7 +135,7 @@ RunResult runInChild(const std::string& name, bool bCountCells)
 	if(WIFEXITED(status) && WEXITSTATUS(status) == 0)
 	{
 		std::istringstream is(text);
-		is >> result.seconds >> result.cpuSeconds >> result.peakKB >> result.numCells;
+		is >> result.seconds >> result.cpuSeconds >> result.peakKB >> result.numCells >> result.tetsSeconds;
 	}
 	return result;
 }
@@ -151,13 +156,14 @@ int main(int argc, char** argv)
 
 	// Wall time is what a caller waits; CPU time is steadier on a shared
 	// machine. Both are medians over the repetitions.
-	std::printf("%-10s %10s %10s %10s %10s %10s  %s\n", "case", "points", "cells", "wall [s]", "cpu [s]", "peak [MB]",
-		"wall per run [s]");
+	std::printf("%-10s %10s %10s %10s %10s %10s %10s  %s\n", "case", "points", "cells", "wall [s]", "cpu [s]", "peak [MB]",
+		"tets [s]", "wall per run [s]");
 	for(const std::string& name : vCases)
 	{
 		std::vector<double> vSeconds;
 		std::vector<double> vCpu;
 		long numCells(-1), peakKB(0);
+		double tetsSeconds(-1.0);
 		bool bFailed(false);
 		for(int rep = 0; rep < numReps; ++rep)
 		{
@@ -169,7 +175,7 @@ int main(int argc, char** argv)
 			}
 			vSeconds.push_back(r.seconds);
 			vCpu.push_back(r.cpuSeconds);
-			if(rep == 0) numCells = r.numCells;
+			if(rep == 0) numCells = r.numCells, tetsSeconds = r.tetsSeconds;
 			peakKB = std::max(peakKB, r.peakKB);
 		}
 		if(bFailed)
@@ -182,9 +188,9 @@ int main(int argc, char** argv)
 		std::sort(vCpu.begin(), vCpu.end());
 		std::ostringstream runs;
 		for(double s : vSeconds) runs << s << " ";
-		std::printf("%-10s %10zu %10ld %10.3f %10.3f %10.1f  %s\n", name.c_str(), makeInput(name).size(), numCells,
-			vSorted[vSorted.size() / 2], vCpu[vCpu.size() / 2], static_cast<double>(peakKB) / 1024.0,
-			runs.str().c_str());
+		std::printf("%-10s %10zu %10ld %10.3f %10.3f %10.1f %10.3f  %s\n", name.c_str(), makeInput(name).size(),
+			numCells, vSorted[vSorted.size() / 2], vCpu[vCpu.size() / 2], static_cast<double>(peakKB) / 1024.0,
+			tetsSeconds, runs.str().c_str());
 		std::fflush(stdout);
 	}
 	return 0;

@@ -12,7 +12,8 @@
 namespace VORN3D {
 
 Dt3::Dt3(Vorn_3D* pOwner_):
-	numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr)
+	numStoredTCS(0), bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
+	bInsertionOpen(false)
 {
 	ttsPool.init();
 	tetPool.init();
@@ -168,6 +169,14 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
 }
 
 Tet3* Dt3::insertOne(Point3*& pVtx, Tet3* pStart)
+{
+	bInsertionOpen = true;
+	Tet3* pRet(insertOneUnguarded(pVtx, pStart));
+	bInsertionOpen = false;
+	return pRet;
+}
+
+Tet3* Dt3::insertOneUnguarded(Point3*& pVtx, Tet3* pStart)
 {
 	Tet3* pCurTet(pStart);
 	ASSERT_CONDITION(!pCurTet->hasBeenVisited);

@@ -21,6 +21,7 @@
 #include <iostream>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Facet3.h"
@@ -145,6 +146,10 @@ public:
 	/// All cells reachable from the first vertex with a cell, in address
 	/// order. vTet must be empty.
 	void getAllTetrahedra(std::vector<Tet3*>& vTet) const;
+	/// All cells reachable from pStartTet, in address order, by a walk over
+	/// the neighbour links: what getAllTetrahedra returns; its general path
+	/// when the pool scan cannot be trusted.
+	void collectReachableTets(Tet3* pStartTet, std::vector<Tet3*>& vTet) const;
 	/// All stored vertices, in the store's (Hilbert) order, appended.
 	void getVertices(std::vector<Point3*>& vVertices) const;
 	/// All cells that have pVtx as a corner, in address order.
@@ -184,6 +189,10 @@ public:
 	/// Read access for tests.
 	int getNumStoredTCS() const { return numStoredTCS; }
 	size_t getNumHashCollisions() const { return vHashCollisions.size(); }
+	size_t getNumFilledBuckets() const
+	{
+		return vBuckets.size() - static_cast<size_t>(std::count(vBuckets.begin(), vBuckets.end(), nullptr));
+	}
 	const std::vector<Tet3*>& getDoomedTets() const { return vDoomedTets; }
 	const std::vector<Tet3*>& getFreeTets() const { return vFreeTets; }
 
@@ -203,6 +212,8 @@ private:
 		std::vector<std::vector<Point3*>>& vBatches);
 	/// A live cell to start from when the vertex store knows none near p.
 	Tet3* startTetNear(const Point3& p);
+	/// insertOne without the bookkeeping of bInsertionOpen.
+	Tet3* insertOneUnguarded(Point3*& pVtx, Tet3* pStart);
 
 	// The fast floating-point filters of the two predicates, inline for the
 	// hot loops. They evaluate exactly the predicate object's filter and
@@ -237,10 +248,17 @@ private:
 	std::vector<Tet3*> vCHDoomed;
 	std::vector<Edge3> vEdgeStack;
 	std::set<Edge3> sEdgesSeen;
+	std::vector<Tet3*> vStarTets;
+	std::vector<std::pair<TwoTetStruct*, size_t>> vRecordBlocks;
+	std::vector<Tet3*> vStarWork;
 	/// Cells taken from the pool so far (recycled ones are not counted).
 	size_t numPoolTets;
 	/// The last cell an insertion returned: live, a fallback start.
 	Tet3* pRecentTet;
+	/// True from the start of a per-point insertion until it returns. Still
+	/// true after a throw: the mesh may then be half changed, and queries
+	/// must walk it instead of trusting the pool and the visited flags.
+	bool bInsertionOpen;
 };
 
 // ---- the inline filters ----

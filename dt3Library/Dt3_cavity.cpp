@@ -14,7 +14,20 @@ namespace VORN3D {
 
 void Dt3::resetFacetPairing()
 {
-	std::fill(vBuckets.begin(), vBuckets.end(), nullptr);
+	// Every record in a bucket came from the record pool since its last
+	// reset, so clearing the buckets of those records empties the table;
+	// after a hull insertion they are a few dozen, far fewer than the 1024
+	// buckets.
+	vRecordBlocks.clear();
+	ttsPool.getUsedBlocks(vRecordBlocks);
+	for(const std::pair<TwoTetStruct*, size_t>& block : vRecordBlocks)
+	{
+		for(TwoTetStruct* pRec = block.first; pRec != block.first + block.second; ++pRec)
+		{
+			TwoTetStruct*& pSlot(vBuckets[pairingKey(pRec->pLowVtx, pRec->pHighVtx)]);
+			if(pSlot == pRec) pSlot = nullptr;
+		}
+	}
 	vHashCollisions.clear();
 	numStoredTCS = 0;
 	ttsPool.reset();

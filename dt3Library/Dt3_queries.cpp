@@ -1,11 +1,15 @@
 // Dt3: read-only queries.
 //
-// The traversals collect cells in an address-ordered set instead of touching
-// the visited flags, which belong to the insertion; so a query can run at any
-// moment between insertions and its result does not depend on the walk.
+// getAllTetrahedra scans the cell pool in address order when the kernel's
+// invariants hold (between insertions), and walks the neighbour links with an
+// address-ordered set otherwise; getTetsAroundVertex walks the star. None of
+// them touches the visited flags, which belong to the insertion.
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 #include <set>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "Dt3.h"
@@ -15,23 +19,44 @@ namespace VORN3D {
 void Dt3::getAllTetrahedra(std::vector<Tet3*>& vTet) const
 {
 	ASSERT_CONDITION(vTet.empty());
-	std::vector<Point3*> vVertices;
-	hc.getVertices(vVertices);
-	Tet3* pStartTet(nullptr);
-	for(Point3* pVtx : vVertices)
-	{
-		Tet3* pTet(pVtx->getOneTet());
-		if(pTet != nullptr && !pTet->hasBeenVisited)
-		{
-			pStartTet = pTet;
-			break;
-		}
-	}
-	if(pStartTet == nullptr)
+	Point3* pStartVtx(hc.findFirstVertex([](const Point3* pVtx) {
+		const Tet3* pTet(pVtx->getOneTet());
+		return pTet != nullptr && !pTet->hasBeenVisited;
+	}));
+	if(pStartVtx == nullptr)
 	{
 		std::cout << "Dt3::getAllTetrahedra(), oneTet==NULL" << std::endl;
 		return;
 	}
+	if(!bInsertionOpen)
+	{
+		// Between insertions the mesh is connected, every live cell is
+		// unvisited and every removed cell (waiting in vDoomedTets or
+		// vFreeTets) is visited. So the cells reachable from any live cell
+		// are exactly the unvisited cells handed out by the pool, and a scan
+		// of the pool's blocks in address order gives the walk's result
+		// without an ordered set. The count of live cells confirms it; a
+		// mesh whose flags say otherwise is walked.
+		std::vector<std::pair<Tet3*, size_t>> vBlocks;
+		tetPool.getUsedBlocks(vBlocks);
+		std::sort(vBlocks.begin(), vBlocks.end());
+		vTet.reserve(getNumTets());
+		for(const std::pair<Tet3*, size_t>& block : vBlocks)
+		{
+			Tet3* const pEnd(block.first + block.second);
+			for(Tet3* pTet = block.first; pTet != pEnd; ++pTet)
+			{
+				if(!pTet->hasBeenVisited) vTet.push_back(pTet);
+			}
+		}
+		if(vTet.size() == getNumTets()) return;
+		vTet.clear();
+	}
+	collectReachableTets(pStartVtx->getOneTet(), vTet);
+}
+
+void Dt3::collectReachableTets(Tet3* pStartTet, std::vector<Tet3*>& vTet) const
+{
 	std::set<Tet3*> sTets;
 	std::vector<Tet3*> vWork;
 	vWork.push_back(pStartTet);
@@ -63,24 +88,42 @@ void Dt3::getTetsAroundVertex(Point3* pVtx, std::vector<Tet3*>& vTets)
 		printError("Dt3::getTetsAroundVertex()", "pVtx does not belong to the triangulation");
 		return;
 	}
-	std::set<Tet3*> sTets;
-	std::vector<Tet3*> vWork;
-	vWork.push_back(pStartTet);
-	sTets.insert(pStartTet);
-	while(!vWork.empty())
+	// A star has a few dozen cells: a linear search in the result is
+	// cheaper than an ordered set, and a sort gives the address order. A
+	// large star (a vertex seen by a whole hull, say) switches to a hash set
+	// so that the walk stays linear.
+	const size_t maxLinear(64);
+	std::unordered_set<Tet3*> sLarge;
+	vStarTets.clear();
+	vStarWork.clear();
+	vStarWork.push_back(pStartTet);
+	vStarTets.push_back(pStartTet);
+	while(!vStarWork.empty())
 	{
-		Tet3* pTet(vWork.back());
-		vWork.pop_back();
+		Tet3* pTet(vStarWork.back());
+		vStarWork.pop_back();
 		// Only facets through pVtx are crossed: the walk stays in its star.
 		const int k(pTet->getIntraTetIndex(pVtx));
 		for(int j = 0; j < 4; ++j)
 		{
 			if(j == k) continue;
 			Tet3* pOppTet(pTet->getOppTet(j));
-			if(pOppTet != nullptr && sTets.insert(pOppTet).second) vWork.push_back(pOppTet);
+			if(pOppTet == nullptr) continue;
+			if(vStarTets.size() < maxLinear)
+			{
+				if(std::find(vStarTets.begin(), vStarTets.end(), pOppTet) != vStarTets.end()) continue;
+			}
+			else
+			{
+				if(sLarge.empty()) sLarge.insert(vStarTets.begin(), vStarTets.end());
+				if(!sLarge.insert(pOppTet).second) continue;
+			}
+			vStarTets.push_back(pOppTet);
+			vStarWork.push_back(pOppTet);
 		}
 	}
-	vTets.assign(sTets.begin(), sTets.end());
+	std::sort(vStarTets.begin(), vStarTets.end());
+	vTets.assign(vStarTets.begin(), vStarTets.end());
 }
 
 Tet3* Dt3::locate(const Point3& q)

@@ -118,6 +118,20 @@ public:
 	/// Appends every stored vertex, in Hilbert order, to vVertices.
 	void getVertices(std::vector<Point3*>& vVertices) const;
 
+	/// The first stored vertex, in Hilbert order, for which pred is true;
+	/// null if there is none. Stops at the first match.
+	template <class Pred> Point3* findFirstVertex(Pred pred) const
+	{
+		for(const std::vector<IdxVtx*>& vBlock : entries.getBlocks())
+		{
+			for(const IdxVtx* pEntry : vBlock)
+			{
+				if(pred(pEntry->pVtx)) return pEntry->pVtx;
+			}
+		}
+		return nullptr;
+	}
+
 	/// A cell near p: starting at the first entry whose key is not below p's
 	/// (the last entry if there is none), the incident cell of the first
 	/// vertex in curve order that has one. When the end of the store is

@@ -10,6 +10,7 @@
 // fixed array on the stack, sized for its worst case.
 #include "TrelTest3.h"
 
+#include <cmath>
 #include <iostream>
 
 #include "expansionArith.h"
@@ -61,6 +62,31 @@ void TrelTest3::nullCellInFacetForm()
 }
 
 namespace {
+
+// Points with integer coordinates (a grid, say) often are exactly coplanar or
+// cospherical, and then the filter cannot decide and the expansions run to
+// the end. When every coordinate is an integer and every difference is at
+// most `limit` in magnitude, each intermediate of the plain double evaluation
+// is an integer below 2^53, so that evaluation is exact and its sign final.
+bool integralWithin(const Point3* const* apPoint, int numPoints, const Point3& ref, double limit)
+{
+	if(ref.x() != std::trunc(ref.x()) || ref.y() != std::trunc(ref.y()) || ref.z() != std::trunc(ref.z())) return false;
+	for(int i = 0; i < numPoints; ++i)
+	{
+		const Point3& p(*apPoint[i]);
+		if(p.x() != std::trunc(p.x()) || p.y() != std::trunc(p.y()) || p.z() != std::trunc(p.z())) return false;
+		if(!(std::fabs(p.x() - ref.x()) <= limit && std::fabs(p.y() - ref.y()) <= limit &&
+			   std::fabs(p.z() - ref.z()) <= limit))
+			return false;
+	}
+	return true;
+}
+
+// Orientation: 6 limit^3 < 2^53.
+const double integralOrientLimit(65536.0);
+// Sphere: 72 limit^5 < 2^53.
+const double integralSphereLimit(512.0);
+
 
 // Adds the expansion e (elen) to the running sum held in *ppNow (numNow),
 // writing the result into the other buffer and swapping the two.
@@ -124,6 +150,17 @@ double TrelTest3::orient3dAdapt(const Point3& a, const Point3& b, const Point3& 
 		dx[i] = aCorner[i]->x() - d.x();
 		dy[i] = aCorner[i]->y() - d.y();
 		dz[i] = aCorner[i]->z() - d.z();
+	}
+
+	if(integralWithin(aCorner, 3, d, integralOrientLimit))
+	{
+		// Exact in doubles; the stage is the one the expansions would settle
+		// in: B for a clear sign, the exact differences for zero.
+		const double det(dz[0] * (dx[1] * dy[2] - dx[2] * dy[1]) + dz[1] * (dx[2] * dy[0] - dx[0] * dy[2]) +
+			dz[2] * (dx[0] * dy[1] - dx[1] * dy[0]));
+		if(pStage != nullptr)
+			*pStage = (det != 0.0 && std::fabs(det) >= o3derrboundB * permanent) ? STAGE_B : STAGE_EXACT_INPUT;
+		return det;
 	}
 
 	// Stage B: the three minors exactly, each scaled by its z difference.
@@ -259,6 +296,7 @@ namespace {
 // m1 z1 + m2 z2 + m3 z3 (summed as m3 z3 + (m1 z1 + m2 z2)), scaled twice by
 // each of p's differences (the second time negated when bNegate) and the
 // three lifted parts summed. Returns the length of out (at most 288).
+
 int liftedCofactor(const TrelTest3& tt, const double* m1, double z1, const double* m2, double z2, const double* m3,
 	double z3, double px, double py, double pz, bool bNegate, double* out)
 {
@@ -296,6 +334,28 @@ int TrelTest3::insphereAdapt(const Point3& a, const Point3& b, const Point3& c, 
 	const double bez(b.z() - e.z());
 	const double cez(c.z() - e.z());
 	const double dez(d.z() - e.z());
+
+	const Point3* aCorner[4] = {&a, &b, &c, &d};
+	if(integralWithin(aCorner, 4, e, integralSphereLimit))
+	{
+		// Exact in doubles, as for the orientation above.
+		const double ab(aex * bey - bex * aey), bc(bex * cey - cex * bey), cd(cex * dey - dex * cey);
+		const double da(dex * aey - aex * dey), ac(aex * cey - cex * aey), bd(bex * dey - dex * bey);
+		const double abc(aez * bc - bez * ac + cez * ab);
+		const double bcd(bez * cd - cez * bd + dez * bc);
+		const double cda(cez * da + dez * ac + aez * cd);
+		const double dab(dez * ab + aez * bd + bez * da);
+		const double alift(aex * aex + aey * aey + aez * aez);
+		const double blift(bex * bex + bey * bey + bez * bez);
+		const double clift(cex * cex + cey * cey + cez * cez);
+		const double dlift(dex * dex + dey * dey + dez * dez);
+		const double det((dlift * abc - clift * dab) + (blift * cda - alift * bcd));
+		if(pStage != nullptr)
+			*pStage = (det != 0.0 && std::fabs(det) >= isperrboundB * permanent) ? STAGE_B : STAGE_EXACT_INPUT;
+		if(det > 0.0) return 1;
+		if(det < 0.0) return 0;
+		return 2;
+	}
 
 	// Stage B: the six minors exactly, the four lifted cofactors, summed.
 	double ab[4], bc[4], cd[4], da[4], ac[4], bd[4];

@@ -77,12 +77,15 @@ struct FivePoints
 		dt.getAllTetrahedra(v);
 		return v;
 	}
-	// Rebuilds the mesh by hand as the two cells across abc.
+	// Rebuilds the mesh by hand as the two cells across abc. The third cell
+	// leaves the mesh the way the kernel removes cells: flagged as visited.
 	void flipToTwoCells(Tet3*& pT1, Tet3*& pT2)
 	{
 		std::vector<Tet3*> v(cells());
+		ASSERT_EQ(v.size(), 3u);
 		pT1 = v[0];
 		pT2 = v[1];
+		v[2]->hasBeenVisited = true;
 		pT1->setProperties(pA, pB, pC, pD);
 		pT2->setProperties(pA, pC, pB, pE);
 		pT1->setOppTet(3, pT2);

@@ -934,3 +934,84 @@ TEST(SpherePredicate, ExactAtBothEndsOfTheSafeRange)
 	EXPECT_GT(tally.aCount[STAGE_D], 0);
 	EXPECT_GT(tally.aCount[STAGE_C], 0);
 }
+
+// Integer coordinates with small differences are evaluated exactly in
+// doubles. The answers and the stages must be those of the expansions: the
+// signs of the GMP oracle, and for exact zeros the exact-input stage. Ranges
+// reach past the limits of the shortcut (differences of 512 for the sphere,
+// 65536 for the orientation) so that both sides of each limit are covered, and
+// a large common offset keeps the coordinates integral but huge.
+TEST(IntegerInput, SignsAndStagesMatchTheOracleOnLatticesAndAtTheLimits)
+{
+	const TrelTest3& tt(predicates());
+	std::mt19937 rng(77);
+	const double aSpan[] = {2.0, 4.0, 511.0, 512.0, 513.0, 65535.0, 65536.0, 65537.0};
+	const double aOffset[] = {0.0, -300.0, 1e15};
+	int numZeroOrient(0), numZeroSphere(0);
+	for(double span : aSpan)
+	{
+		for(double offset : aOffset)
+		{
+			std::uniform_int_distribution<int> pick(0, static_cast<int>(span));
+			for(int n = 0; n < 400; ++n)
+			{
+				Point3 p[5];
+				for(Point3& q : p)
+				{
+					q = Point3(offset + pick(rng), offset + pick(rng), offset + pick(rng));
+				}
+				// Force the extreme difference now and then.
+				if(n % 5 == 0) p[0] = Point3(offset, offset, offset), p[1] = Point3(offset + span, offset, offset);
+				PredicateStage stage(STAGE_D);
+				const Orientation3 ori(tt.getOrientation3Traced(p[0], p[1], p[2], p[3], stage));
+				const int exactOri(vtest::exactOrientation(p[0], p[1], p[2], p[3]));
+				EXPECT_EQ(ori, exactOri > 0 ? ORIENTATION3_POSITIVE :
+								 (exactOri < 0 ? ORIENTATION3_NEGATIVE : ORIENTATION3_COPLANAR));
+				if(exactOri == 0)
+				{
+					++numZeroOrient;
+					// A zero with an all-zero permanent is the filter's own.
+					if(stage != STAGE_FILTER)
+					{
+						EXPECT_EQ(stage, STAGE_EXACT_INPUT);
+					}
+					continue;
+				}
+				if(exactOri < 0) std::swap(p[0], p[1]);
+				const SphereInclusion sic(tt.sphereInclusionTestTraced(&p[0], &p[1], &p[2], &p[3], &p[4], stage));
+				const int exactSphere(vtest::exactLiftedSign(p[0], p[1], p[2], p[3], p[4]));
+				const bool bCorner(p[4] == p[0] || p[4] == p[1] || p[4] == p[2] || p[4] == p[3]);
+				if(bCorner) continue;
+				EXPECT_EQ(sic, exactSphere > 0 ? SIC_INSIDE : SIC_OUTSIDE);
+				if(exactSphere == 0)
+				{
+					++numZeroSphere;
+					EXPECT_EQ(stage, STAGE_EXACT_INPUT);
+				}
+			}
+		}
+	}
+	// The small lattices make both kinds of degeneracy frequent.
+	EXPECT_GT(numZeroOrient, 50);
+	EXPECT_GT(numZeroSphere, 20);
+}
+
+TEST(IntegerInput, HalfIntegerCoordinatesTakeTheExpansionsAndAgree)
+{
+	const TrelTest3& tt(predicates());
+	// The cospherical lattice case at half scale: not integral, so the
+	// expansions decide, with exact differences; and the same at full scale.
+	for(double scale : {0.5, 1.0})
+	{
+		Point3 a(0, 0, 0), b(scale, 0, 0), c(0, scale, 0), d(0, 0, scale);
+		const Point3 q(scale, scale, 0);
+		ASSERT_EQ(vtest::exactLiftedSign(a, b, c, d, q), 0);
+		PredicateStage stage(STAGE_FILTER);
+		EXPECT_EQ(tt.sphereInclusionTestTraced(&a, &b, &c, &d, &q, stage), SIC_OUTSIDE);
+		EXPECT_EQ(stage, STAGE_EXACT_INPUT);
+		// A tilted plane, so that the permanent is not zero.
+		const Point3 e(scale, 0, scale), f(0, scale, scale), flat(scale, scale, 2 * scale);
+		EXPECT_EQ(tt.getOrientation3Traced(a, e, f, flat, stage), ORIENTATION3_COPLANAR);
+		EXPECT_EQ(stage, STAGE_EXACT_INPUT);
+	}
+}

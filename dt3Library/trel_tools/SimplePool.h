@@ -10,6 +10,7 @@
 #include <cassert>
 #include <cstdlib>
 #include <iostream>
+#include <utility>
 #include <vector>
 
 namespace VORN3D {
@@ -146,6 +147,23 @@ public:
 	bool isInitialized() const { return bInitialized; }
 	/// True while no container beyond the first was needed since the last reset.
 	bool hasOnlyFirstContainer() const { return bOnlyFirstContainer; }
+
+	/// Appends (block, number of objects handed out from it) for every
+	/// container in use, in creation order. A reset frees every container but
+	/// the first, so the sizes of the containers held are the first size and
+	/// the last entries of vSizes.
+	void getUsedBlocks(std::vector<std::pair<T*, size_t>>& vBlocks) const
+	{
+		const size_t numHeld(vContainers.size());
+		for(size_t i = 0; i < numHeld; ++i)
+		{
+			size_t numUsed;
+			if(i + 1 == numHeld) numUsed = static_cast<size_t>(currentIndex + 1);
+			else if(i == 0) numUsed = static_cast<size_t>(firstContainerSize);
+			else numUsed = static_cast<size_t>(vSizes[vSizes.size() - numHeld + i]);
+			if(numUsed > 0) vBlocks.push_back(std::make_pair(vContainers[i], numUsed));
+		}
+	}
 
 private:
 	void addContainer(int n)
