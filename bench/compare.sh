@@ -5,7 +5,8 @@
 #   bash bench/compare.sh --quick         small sizes, one repetition (checks the
 #                                         pipeline in about a minute), writes
 #                                         build/compare/RESULTS-quick.md
-#   bash bench/compare.sh --peers-only    the same without Vorn3D (no library yet)
+#   bash bench/compare.sh --peers-only    the same without Vorn3D (when the library
+#                                         does not build)
 #   bash bench/compare.sh --profile [N [KIND]]
 #                                         callgrind profile of Vorn3D on N points
 #                                         (default 100000) of a set KIND (default
