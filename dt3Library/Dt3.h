@@ -291,43 +291,11 @@ inline Orientation3 Dt3::orientation(const Tet3* pTet, int ith, const Point3* pQ
 
 inline SphereInclusion Dt3::sphereInclusion(const Tet3* pTet, const Point3* pQ) const
 {
-	const Point3* pa(pTet->getCorner(0));
-	const Point3* pb(pTet->getCorner(1));
-	const Point3* pc(pTet->getCorner(2));
-	const Point3* pd(pTet->getCorner(3));
-	const double aex(pa->x() - pQ->x()), bex(pb->x() - pQ->x()), cex(pc->x() - pQ->x()), dex(pd->x() - pQ->x());
-	const double aey(pa->y() - pQ->y()), bey(pb->y() - pQ->y()), cey(pc->y() - pQ->y()), dey(pd->y() - pQ->y());
-	const double aez(pa->z() - pQ->z()), bez(pb->z() - pQ->z()), cez(pc->z() - pQ->z()), dez(pd->z() - pQ->z());
-	const double aexbey(aex * bey), bexaey(bex * aey), ab(aexbey - bexaey);
-	const double bexcey(bex * cey), cexbey(cex * bey), bc(bexcey - cexbey);
-	const double cexdey(cex * dey), dexcey(dex * cey), cd(cexdey - dexcey);
-	const double dexaey(dex * aey), aexdey(aex * dey), da(dexaey - aexdey);
-	const double aexcey(aex * cey), cexaey(cex * aey), ac(aexcey - cexaey);
-	const double bexdey(bex * dey), dexbey(dex * bey), bd(bexdey - dexbey);
-	const double abc(aez * bc - bez * ac + cez * ab);
-	const double bcd(bez * cd - cez * bd + dez * bc);
-	const double cda(cez * da + dez * ac + aez * cd);
-	const double dab(dez * ab + aez * bd + bez * da);
-	const double alift(aex * aex + aey * aey + aez * aez);
-	const double blift(bex * bex + bey * bey + bez * bez);
-	const double clift(cex * cex + cey * cey + cez * cez);
-	const double dlift(dex * dex + dey * dey + dez * dez);
-	const double det((dlift * abc - clift * dab) + (blift * cda - alift * bcd));
-	const double aezplus(std::fabs(aez)), bezplus(std::fabs(bez)), cezplus(std::fabs(cez)), dezplus(std::fabs(dez));
-	const double aexbeyplus(std::fabs(aexbey)), bexaeyplus(std::fabs(bexaey));
-	const double bexceyplus(std::fabs(bexcey)), cexbeyplus(std::fabs(cexbey));
-	const double cexdeyplus(std::fabs(cexdey)), dexceyplus(std::fabs(dexcey));
-	const double dexaeyplus(std::fabs(dexaey)), aexdeyplus(std::fabs(aexdey));
-	const double aexceyplus(std::fabs(aexcey)), cexaeyplus(std::fabs(cexaey));
-	const double bexdeyplus(std::fabs(bexdey)), dexbeyplus(std::fabs(dexbey));
-	const double permanent(((cexdeyplus + dexceyplus) * bezplus + (dexbeyplus + bexdeyplus) * cezplus +
-							   (bexceyplus + cexbeyplus) * dezplus) * alift +
-		((dexaeyplus + aexdeyplus) * cezplus + (aexceyplus + cexaeyplus) * dezplus +
-			(cexdeyplus + dexceyplus) * aezplus) * blift +
-		((aexbeyplus + bexaeyplus) * dezplus + (bexdeyplus + dexbeyplus) * aezplus +
-			(dexaeyplus + aexdeyplus) * bezplus) * clift +
-		((bexceyplus + cexbeyplus) * aezplus + (cexaeyplus + aexceyplus) * bezplus +
-			(aexbeyplus + bexaeyplus) * cezplus) * dlift);
+	// The predicate object's filter arithmetic, with only the cheap decision
+	// inlined here; everything else is the predicate object's.
+	double det, permanent;
+	insphereDeterminant<double>(*pTet->getCorner(0), *pTet->getCorner(1), *pTet->getCorner(2), *pTet->getCorner(3),
+		*pQ, det, permanent);
 	const double errbound(predicates.isperrboundA * permanent);
 	// Non-strict on purpose, as in the predicate object: a zero permanent
 	// accepts a zero determinant as inside.
