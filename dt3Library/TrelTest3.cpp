@@ -338,18 +338,10 @@ int TrelTest3::insphereAdapt(const Point3& a, const Point3& b, const Point3& c, 
 	const Point3* aCorner[4] = {&a, &b, &c, &d};
 	if(integralWithin(aCorner, 4, e, integralSphereLimit))
 	{
-		// Exact in doubles, as for the orientation above.
-		const double ab(aex * bey - bex * aey), bc(bex * cey - cex * bey), cd(cex * dey - dex * cey);
-		const double da(dex * aey - aex * dey), ac(aex * cey - cex * aey), bd(bex * dey - dex * bey);
-		const double abc(aez * bc - bez * ac + cez * ab);
-		const double bcd(bez * cd - cez * bd + dez * bc);
-		const double cda(cez * da + dez * ac + aez * cd);
-		const double dab(dez * ab + aez * bd + bez * da);
-		const double alift(aex * aex + aey * aey + aez * aez);
-		const double blift(bex * bex + bey * bey + bez * bez);
-		const double clift(cex * cex + cey * cey + cez * cez);
-		const double dlift(dex * dex + dey * dey + dez * dez);
-		const double det((dlift * abc - clift * dab) + (blift * cda - alift * bcd));
+		// Exact in doubles, as for the orientation above: the filter's own
+		// evaluation, whose every intermediate is an exact integer here.
+		double det, integralPermanent;
+		insphereDeterminant<double>(a, b, c, d, e, det, integralPermanent);
 		if(pStage != nullptr)
 			*pStage = (det != 0.0 && std::fabs(det) >= isperrboundB * permanent) ? STAGE_B : STAGE_EXACT_INPUT;
 		if(det > 0.0) return 1;
