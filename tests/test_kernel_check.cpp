@@ -12,21 +12,16 @@
 
 #include "Dt3.h"
 #include "StdoutCapture.h"
+#include "TextFile.h"
 #include "Vorn_3D.h"
 
 using VORN3D::Dt3;
 using VORN3D::Point3;
 using VORN3D::Tet3;
 
-namespace {
+using vtest::readFile;
 
-std::string readFile(const std::string& name)
-{
-	std::ifstream in(name.c_str());
-	std::stringstream ss;
-	ss << in.rdbuf();
-	return ss.str();
-}
+namespace {
 
 size_t countOf(const std::string& text, const std::string& what)
 {

@@ -14,6 +14,7 @@
 
 #include "SimplePool.h"
 #include "StdoutCapture.h"
+#include "TextFile.h"
 #include "Tet3.h"
 #include "Visualizer3.h"
 
@@ -22,15 +23,9 @@ using VORN3D::SimplePool;
 using VORN3D::Tet3;
 using VORN3D::Visualizer3;
 
-namespace {
+using vtest::readFile;
 
-std::string readFile(const std::string& name)
-{
-	std::ifstream file(name.c_str());
-	std::ostringstream text;
-	text << file.rdbuf();
-	return text.str();
-}
+namespace {
 
 // A file name of its own for each test and process: tests run in parallel
 // in one working directory.
