@@ -233,6 +233,8 @@ private:
 	std::vector<TwoTetStruct*> vHashCollisions;
 	int numStoredTCS;
 	TrelTest3 predicates;
+	/// The factor of insphereQuickAccept.
+	double sphereQuickFactor;
 	bool bFullDimensional;
 	HC3 hc;
 	std::vector<Surface3*> vSurfaces;
@@ -292,14 +294,16 @@ inline Orientation3 Dt3::orientation(const Tet3* pTet, int ith, const Point3* pQ
 inline SphereInclusion Dt3::sphereInclusion(const Tet3* pTet, const Point3* pQ) const
 {
 	// The predicate object's filter arithmetic, with only the cheap decision
-	// inlined here; everything else is the predicate object's.
-	double det, permanent;
-	insphereDeterminant<double>(*pTet->getCorner(0), *pTet->getCorner(1), *pTet->getCorner(2), *pTet->getCorner(3),
-		*pQ, det, permanent);
-	const double errbound(predicates.isperrboundA * permanent);
+	// inlined here; everything else is the predicate object's. Most calls are
+	// settled by a test on the largest lift, which costs less than the
+	// permanent and accepts only where the permanent test accepts too.
+	InsphereTerms<double> t;
+	insphereTerms(*pTet->getCorner(0), *pTet->getCorner(1), *pTet->getCorner(2), *pTet->getCorner(3), *pQ, t);
+	if(__builtin_expect(insphereQuickAccept(t, sphereQuickFactor), 1)) return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+	const double errbound(predicates.isperrboundA * inspherePermanent(t));
 	// Non-strict on purpose, as in the predicate object: a zero permanent
 	// accepts a zero determinant as inside.
-	if(__builtin_expect(det >= errbound || -det >= errbound, 1)) return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+	if(t.det >= errbound || -t.det >= errbound) return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
 	return predicates.sphereInclusionTest(pTet, pQ);
 }
 

@@ -31,6 +31,7 @@
 #ifndef VORN3D_TRELTEST3_H
 #define VORN3D_TRELTEST3_H
 
+#include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <string>
@@ -217,99 +218,162 @@ inline Orientation3 TrelTest3::orientation(
 	return ORIENTATION3_COPLANAR;
 }
 
-// Sphere filter: the lifted 4x4 determinant with q as the origin, trusted
-// when it reaches isperrboundA times its permanent. Non-strict on purpose: a
-// zero permanent accepts the zero determinant as SIC_INSIDE.
-// The lifted 4x4 determinant of the sphere test with q as the origin, and its
-// permanent (the same expression with every product replaced by the sum of
-// the absolute values of its terms), evaluated in the floating type F in a
-// fixed order. The error of det is below (16 + 224 eps) eps permanent, eps
-// the unit roundoff of F.
+// The lifted 4x4 determinant of the sphere test with q as the origin,
+// evaluated in the floating type F in a fixed order, together with the
+// coordinate differences and products that its error bounds are built from.
+template <class F> struct InsphereTerms
+{
+	F aex, bex, cex, dex, aey, bey, cey, dey, aez, bez, cez, dez;
+	F aexbey, bexaey, bexcey, cexbey, cexdey, dexcey, dexaey, aexdey, aexcey, cexaey, bexdey, dexbey;
+	F alift, blift, clift, dlift;
+	F det;
+};
+
+template <class F>
+inline void insphereTerms(
+	const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& q, InsphereTerms<F>& t)
+{
+	t.aex = F(a.x()) - F(q.x());
+	t.bex = F(b.x()) - F(q.x());
+	t.cex = F(c.x()) - F(q.x());
+	t.dex = F(d.x()) - F(q.x());
+	t.aey = F(a.y()) - F(q.y());
+	t.bey = F(b.y()) - F(q.y());
+	t.cey = F(c.y()) - F(q.y());
+	t.dey = F(d.y()) - F(q.y());
+	t.aez = F(a.z()) - F(q.z());
+	t.bez = F(b.z()) - F(q.z());
+	t.cez = F(c.z()) - F(q.z());
+	t.dez = F(d.z()) - F(q.z());
+
+	t.aexbey = t.aex * t.bey;
+	t.bexaey = t.bex * t.aey;
+	const F ab(t.aexbey - t.bexaey);
+	t.bexcey = t.bex * t.cey;
+	t.cexbey = t.cex * t.bey;
+	const F bc(t.bexcey - t.cexbey);
+	t.cexdey = t.cex * t.dey;
+	t.dexcey = t.dex * t.cey;
+	const F cd(t.cexdey - t.dexcey);
+	t.dexaey = t.dex * t.aey;
+	t.aexdey = t.aex * t.dey;
+	const F da(t.dexaey - t.aexdey);
+	t.aexcey = t.aex * t.cey;
+	t.cexaey = t.cex * t.aey;
+	const F ac(t.aexcey - t.cexaey);
+	t.bexdey = t.bex * t.dey;
+	t.dexbey = t.dex * t.bey;
+	const F bd(t.bexdey - t.dexbey);
+
+	const F abc(t.aez * bc - t.bez * ac + t.cez * ab);
+	const F bcd(t.bez * cd - t.cez * bd + t.dez * bc);
+	const F cda(t.cez * da + t.dez * ac + t.aez * cd);
+	const F dab(t.dez * ab + t.aez * bd + t.bez * da);
+
+	t.alift = t.aex * t.aex + t.aey * t.aey + t.aez * t.aez;
+	t.blift = t.bex * t.bex + t.bey * t.bey + t.bez * t.bez;
+	t.clift = t.cex * t.cex + t.cey * t.cey + t.cez * t.cez;
+	t.dlift = t.dex * t.dex + t.dey * t.dey + t.dez * t.dez;
+
+	t.det = ((t.dlift * abc - t.clift * dab) + (t.blift * cda - t.alift * bcd));
+}
+
+// The permanent of the determinant: the same expression with every product
+// replaced by the sum of the absolute values of its terms. The error of det
+// is below (16 + 224 eps) eps permanent, eps the unit roundoff of F.
+template <class F> inline F inspherePermanent(const InsphereTerms<F>& t)
+{
+	const F aezplus(std::fabs(t.aez));
+	const F bezplus(std::fabs(t.bez));
+	const F cezplus(std::fabs(t.cez));
+	const F dezplus(std::fabs(t.dez));
+	const F aexbeyplus(std::fabs(t.aexbey));
+	const F bexaeyplus(std::fabs(t.bexaey));
+	const F bexceyplus(std::fabs(t.bexcey));
+	const F cexbeyplus(std::fabs(t.cexbey));
+	const F cexdeyplus(std::fabs(t.cexdey));
+	const F dexceyplus(std::fabs(t.dexcey));
+	const F dexaeyplus(std::fabs(t.dexaey));
+	const F aexdeyplus(std::fabs(t.aexdey));
+	const F aexceyplus(std::fabs(t.aexcey));
+	const F cexaeyplus(std::fabs(t.cexaey));
+	const F bexdeyplus(std::fabs(t.bexdey));
+	const F dexbeyplus(std::fabs(t.dexbey));
+	return (((cexdeyplus + dexceyplus) * bezplus + (dexbeyplus + bexdeyplus) * cezplus +
+				(bexceyplus + cexbeyplus) * dezplus) *
+			   t.alift +
+		((dexaeyplus + aexdeyplus) * cezplus + (aexceyplus + cexaeyplus) * dezplus +
+			(cexdeyplus + dexceyplus) * aezplus) *
+			t.blift +
+		((aexbeyplus + bexaeyplus) * dezplus + (bexdeyplus + dexbeyplus) * aezplus +
+			(dexaeyplus + aexdeyplus) * bezplus) *
+			t.clift +
+		((bexceyplus + cexbeyplus) * aezplus + (cexaeyplus + aexceyplus) * bezplus +
+			(aexbeyplus + bexaeyplus) * cezplus) *
+			t.dlift);
+}
+
+// The determinant and its permanent in one call.
 template <class F>
 inline void insphereDeterminant(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& q,
 	F& det, F& permanent)
 {
-	const F aex(F(a.x()) - F(q.x()));
-	const F bex(F(b.x()) - F(q.x()));
-	const F cex(F(c.x()) - F(q.x()));
-	const F dex(F(d.x()) - F(q.x()));
-	const F aey(F(a.y()) - F(q.y()));
-	const F bey(F(b.y()) - F(q.y()));
-	const F cey(F(c.y()) - F(q.y()));
-	const F dey(F(d.y()) - F(q.y()));
-	const F aez(F(a.z()) - F(q.z()));
-	const F bez(F(b.z()) - F(q.z()));
-	const F cez(F(c.z()) - F(q.z()));
-	const F dez(F(d.z()) - F(q.z()));
-
-	const F aexbey(aex * bey);
-	const F bexaey(bex * aey);
-	const F ab(aexbey - bexaey);
-	const F bexcey(bex * cey);
-	const F cexbey(cex * bey);
-	const F bc(bexcey - cexbey);
-	const F cexdey(cex * dey);
-	const F dexcey(dex * cey);
-	const F cd(cexdey - dexcey);
-	const F dexaey(dex * aey);
-	const F aexdey(aex * dey);
-	const F da(dexaey - aexdey);
-	const F aexcey(aex * cey);
-	const F cexaey(cex * aey);
-	const F ac(aexcey - cexaey);
-	const F bexdey(bex * dey);
-	const F dexbey(dex * bey);
-	const F bd(bexdey - dexbey);
-
-	const F abc(aez * bc - bez * ac + cez * ab);
-	const F bcd(bez * cd - cez * bd + dez * bc);
-	const F cda(cez * da + dez * ac + aez * cd);
-	const F dab(dez * ab + aez * bd + bez * da);
-
-	const F alift(aex * aex + aey * aey + aez * aez);
-	const F blift(bex * bex + bey * bey + bez * bez);
-	const F clift(cex * cex + cey * cey + cez * cez);
-	const F dlift(dex * dex + dey * dey + dez * dez);
-
-	det = ((dlift * abc - clift * dab) + (blift * cda - alift * bcd));
-
-	const F aezplus(std::fabs(aez));
-	const F bezplus(std::fabs(bez));
-	const F cezplus(std::fabs(cez));
-	const F dezplus(std::fabs(dez));
-	const F aexbeyplus(std::fabs(aexbey));
-	const F bexaeyplus(std::fabs(bexaey));
-	const F bexceyplus(std::fabs(bexcey));
-	const F cexbeyplus(std::fabs(cexbey));
-	const F cexdeyplus(std::fabs(cexdey));
-	const F dexceyplus(std::fabs(dexcey));
-	const F dexaeyplus(std::fabs(dexaey));
-	const F aexdeyplus(std::fabs(aexdey));
-	const F aexceyplus(std::fabs(aexcey));
-	const F cexaeyplus(std::fabs(cexaey));
-	const F bexdeyplus(std::fabs(bexdey));
-	const F dexbeyplus(std::fabs(dexbey));
-	permanent = (((cexdeyplus + dexceyplus) * bezplus + (dexbeyplus + bexdeyplus) * cezplus +
-							   (bexceyplus + cexbeyplus) * dezplus) *
-			alift +
-		((dexaeyplus + aexdeyplus) * cezplus + (aexceyplus + cexaeyplus) * dezplus +
-			(cexdeyplus + dexceyplus) * aezplus) *
-			blift +
-		((aexbeyplus + bexaeyplus) * dezplus + (bexdeyplus + dexbeyplus) * aezplus +
-			(dexaeyplus + aexdeyplus) * bezplus) *
-			clift +
-		((bexceyplus + cexbeyplus) * aezplus + (cexaeyplus + aexceyplus) * bezplus +
-			(aexbeyplus + bexaeyplus) * cezplus) *
-			dlift);
+	InsphereTerms<F> t;
+	insphereTerms(a, b, c, d, q, t);
+	det = t.det;
+	permanent = inspherePermanent(t);
 }
 
+// A cheaper test than det against isperrboundA * permanent, for the double
+// evaluation of insphereTerms: true only where that test accepts det as well.
+// It compares det^2 with factor * Lm^5, Lm the largest of the four computed
+// lifts, and factor = 576 isperrboundA^2 (1 + 2^-20) (see insphereQuickFactor).
+//
+// Why: a computed lift is at most Lm, each coordinate difference at most
+// sqrt(Lm / (1 - u)^3) (u = 2^-53), so each cofactor of the permanent is at
+// most 6 (Lm / (1 - u)^3)^(3/2) (1 + u)^5 and the computed bound
+// isperrboundA * permanent at most 24 isperrboundA Lm^(5/2) (1 + u)^10 /
+// (1 - u)^(9/2). Squared, that is below the computed right-hand side divided
+// by (1 + 2^-21), and the computed det^2 is at most det^2 (1 + u); so
+// det^2 beating it means |det| beats the permanent bound. Rounding is
+// relative only in the normal range, so the test is made only for Lm in
+// [2^-180, 2^180]: there the right-hand side lies between 2^-990 and 2^900,
+// and an underflowing product of the permanent adds at most 2^-1074 times
+// factors below 2^270, far below the 2^-21 margin. Otherwise, and for NaN,
+// the answer is false.
+inline bool insphereQuickAccept(const InsphereTerms<double>& t, double factor)
+{
+	const double lm(std::max(std::max(t.alift, t.blift), std::max(t.clift, t.dlift)));
+	if(!(lm >= 0x1p-180 && lm <= 0x1p180)) return false;
+	const double lm2(lm * lm);
+	return t.det * t.det > ((lm2 * lm2) * lm) * factor;
+}
+
+/// The factor of insphereQuickAccept from the filter's bound isperrboundA.
+inline double insphereQuickFactor(double isperrboundA)
+{
+	return 576.0 * isperrboundA * isperrboundA * (1.0 + 0x1p-20);
+}
+
+// Sphere filter: the lifted 4x4 determinant with q as the origin, trusted when
+// the quick test accepts it or when it reaches isperrboundA times its
+// permanent. The second comparison is non-strict on purpose: a zero
+// permanent accepts the zero determinant as SIC_INSIDE.
 inline SphereInclusion TrelTest3::sphereInclusion(const Point3* pa, const Point3* pb, const Point3* pc,
 	const Point3* pd, const Point3* q, PredicateStage* pStage) const
 {
-	double det, permanent;
-	insphereDeterminant<double>(*pa, *pb, *pc, *pd, *q, det, permanent);
-	const double errbound(isperrboundA * permanent);
-	if(det >= errbound || -det >= errbound)
+	InsphereTerms<double> t;
+	insphereTerms(*pa, *pb, *pc, *pd, *q, t);
+	const double det(t.det);
+	double permanent(0.0);
+	bool bAccepted(insphereQuickAccept(t, insphereQuickFactor(isperrboundA)));
+	if(!bAccepted)
+	{
+		permanent = inspherePermanent(t);
+		const double errbound(isperrboundA * permanent);
+		bAccepted = det >= errbound || -det >= errbound;
+	}
+	if(bAccepted)
 	{
 		if(pStage != nullptr) *pStage = STAGE_FILTER;
 		return det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;

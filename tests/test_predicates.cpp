@@ -818,6 +818,94 @@ TEST(SpherePredicate, AgreesWithExactArithmeticNearDegeneracies)
 	EXPECT_EQ(tally.aCount[STAGE_CORNER_GUARD], 0);
 }
 
+// The quick test of the sphere filter may only accept a determinant that the
+// permanent bound accepts too; it should accept nearly every easy case.
+TEST(SpherePredicate, QuickAcceptOnlyWhereThePermanentBoundAccepts)
+{
+	Generator gen(47);
+	const double factor(insphereQuickFactor(predicates().isperrboundA));
+	Point3 aPoint[5];
+	int numCases(0), numQuick(0), numUniform(0), numUniformQuick(0);
+	double worstRatio(0.0); // largest permanent bound / |det| among accepted cases
+	auto check = [&](bool bUniform) {
+		InsphereTerms<double> t;
+		insphereTerms(aPoint[0], aPoint[1], aPoint[2], aPoint[3], aPoint[4], t);
+		const bool bQuick(insphereQuickAccept(t, factor));
+		const double errbound(predicates().isperrboundA * inspherePermanent(t));
+		++numCases;
+		numUniform += bUniform;
+		if(!bQuick) return;
+		++numQuick;
+		numUniformQuick += bUniform;
+		EXPECT_GT(std::fabs(t.det), errbound) << describe(aPoint[0]) << describe(aPoint[1]) << describe(aPoint[2])
+											   << describe(aPoint[3]) << " q " << describe(aPoint[4]);
+		worstRatio = std::max(worstRatio, errbound / std::fabs(t.det));
+	};
+	for(int n = 0; n < 20000; ++n)
+	{
+		for(int i = 0; i < 5; ++i) aPoint[i] = gen.uniformPoint();
+		check(true);
+	}
+	for(int n = 0; n < 40000; ++n)
+	{
+		switch(n % 5)
+		{
+			case 0:
+				for(int i = 0; i < 5; ++i) aPoint[i] = gen.widePoint();
+				break;
+			case 1: gen.roundedSphere(aPoint, gen.uniform(0.1, 10.0), 10.0); break;
+			case 2:
+				gen.nearlyCoplanar(aPoint, n % 2 == 0);
+				aPoint[4] = gen.uniformPoint();
+				break;
+			case 3:
+				for(int i = 0; i < 5; ++i) aPoint[i] = gen.gridPoint(-2, 2);
+				break;
+			default:
+			{
+				// Scaled to both ends of the quick test's range (largest lift
+				// 2^-180 and 2^180) and beyond, one corner sometimes much
+				// closer to q than the others.
+				const double scale(std::ldexp(1.0, gen.integer(-95, 95)));
+				for(int i = 0; i < 5; ++i)
+				{
+					const Point3 p(gen.uniformPoint());
+					aPoint[i] = Point3(p.x() * scale, p.y() * scale, p.z() * scale);
+				}
+				if(gen.integer(0, 1) == 1)
+				{
+					const double tiny(std::ldexp(scale, -gen.integer(0, 600)));
+					aPoint[0] = Point3(aPoint[4].x() + tiny, aPoint[4].y() - tiny, aPoint[4].z() + tiny);
+				}
+			}
+		}
+		check(false);
+	}
+	// Near the quick test's threshold: a regular tetrahedron in a cube, q a
+	// further corner of the cube (so on the sphere) moved off it by amounts
+	// that cross the threshold.
+	for(int k = 10; k <= 60; ++k)
+	{
+		for(int n = 0; n < 40; ++n)
+		{
+			const double r(gen.uniform(0.5, 2.0)), step(std::ldexp(gen.uniform(-1.0, 1.0), -k));
+			aPoint[0] = Point3(r, r, r);
+			aPoint[1] = Point3(r, -r, -r);
+			aPoint[2] = Point3(-r, r, -r);
+			aPoint[3] = Point3(-r, -r, r);
+			aPoint[4] = Point3(r + step * r, r + step * gen.uniform(-1.0, 1.0), -r);
+			check(false);
+		}
+	}
+	std::cout << "      quick test accepted " << numQuick << " of " << numCases << " cases; worst bound/|det| "
+			  << worstRatio << std::endl;
+	EXPECT_GT(numUniformQuick, numUniform * 99 / 100);
+	EXPECT_LT(worstRatio, 1.0);
+	// The threshold cases came close to it: a factor far too small would
+	// have shown here.
+	EXPECT_GT(worstRatio, 0.01);
+}
+
 TEST(SpherePredicate, OraclesAgreeOnPositiveCells)
 {
 	// The circumcentre oracle and the lifted determinant are different
