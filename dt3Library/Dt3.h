@@ -104,6 +104,8 @@ public:
 	void registerCollidingFacet(Tet3* pNew, int i, Point3* pLow, Point3* pHigh);
 	/// Registers the three facets of a new cell that contain its corner 0.
 	void registerNewFacets(Tet3* pNew);
+	/// Puts the lower address first, with its index.
+	static void orderByAddress(Point3*& pA, Point3*& pB, int& kA, int& kB);
 	/// Removes a cell from the mesh: custom index -1, onto vDoomedTets.
 	void markDoomed(Tet3* pTet);
 	/// Empties the facet-pairing table after a hull insertion, whose new hull
@@ -409,31 +411,37 @@ __attribute__((always_inline)) inline void Dt3::registerPendingFacet(int key, Te
 inline void Dt3::registerNewFacets(Tet3* pNew)
 {
 	// Sort corners 1..3 by address, carrying their indices; the facet
-	// opposite each corner holds corner 0 and the other two.
+	// opposite each corner holds corner 0 and the other two. The order of
+	// the addresses is random, so the exchanges are done without branches,
+	// which would be mispredicted about every other time.
 	Point3* p0;
 	Point3* s0;
 	Point3* s1;
 	Point3* s2;
 	pNew->getCorners(p0, s0, s1, s2);
 	int k0(1), k1(2), k2(3);
-	if(reinterpret_cast<uintptr_t>(s1) < reinterpret_cast<uintptr_t>(s0))
-	{
-		std::swap(s0, s1);
-		std::swap(k0, k1);
-	}
-	if(reinterpret_cast<uintptr_t>(s2) < reinterpret_cast<uintptr_t>(s1))
-	{
-		std::swap(s1, s2);
-		std::swap(k1, k2);
-	}
-	if(reinterpret_cast<uintptr_t>(s1) < reinterpret_cast<uintptr_t>(s0))
-	{
-		std::swap(s0, s1);
-		std::swap(k0, k1);
-	}
+	orderByAddress(s0, s1, k0, k1);
+	orderByAddress(s1, s2, k1, k2);
+	orderByAddress(s0, s1, k0, k1);
 	registerPendingFacet(pairingKey(s1, s2), pNew, k0, s1, s2);
 	registerPendingFacet(pairingKey(s0, s2), pNew, k1, s0, s2);
 	registerPendingFacet(pairingKey(s0, s1), pNew, k2, s0, s1);
+}
+
+inline void Dt3::orderByAddress(Point3*& pA, Point3*& pB, int& kA, int& kB)
+{
+	// An exchange by masks: all ones when pB comes first, zero otherwise.
+	uintptr_t a(reinterpret_cast<uintptr_t>(pA));
+	uintptr_t b(reinterpret_cast<uintptr_t>(pB));
+	const uintptr_t mask(uintptr_t(0) - uintptr_t(b < a));
+	const uintptr_t flip((a ^ b) & mask);
+	a ^= flip;
+	b ^= flip;
+	const int flipIndex((kA ^ kB) & static_cast<int>(mask));
+	kA ^= flipIndex;
+	kB ^= flipIndex;
+	pA = reinterpret_cast<Point3*>(a);
+	pB = reinterpret_cast<Point3*>(b);
 }
 
 inline void Dt3::markDoomed(Tet3* pTet)
