@@ -340,7 +340,7 @@ inline Tet3* Dt3::createTet(Point3* p0, Point3* p1, Point3* p2, Point3* p3)
 		ASSERT_CONDITION(ret!=0);
 		++numPoolTets;
 	}
-	ret->setProperties(p0, p1, p2, p3);
+	ret->initCell(p0, p1, p2, p3);
 	return ret;
 }
 

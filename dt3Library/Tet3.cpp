@@ -33,19 +33,7 @@ Tet3::Tet3(const Tet3&)
 
 void Tet3::setProperties(Point3* pI, Point3* pJ, Point3* pK, Point3* pL)
 {
-	ID = runningLabel++;
-	assert((pI!=NULL && pJ!=NULL && pK!=NULL && pL!=NULL));
-	aVertexPointer[0] = pI;
-	aVertexPointer[1] = pJ;
-	aVertexPointer[2] = pK;
-	aVertexPointer[3] = pL;
-	pI->setOneTet(this);
-	pJ->setOneTet(this);
-	pK->setOneTet(this);
-	pL->setOneTet(this);
-	aOppTet[0] = aOppTet[1] = aOppTet[2] = aOppTet[3] = nullptr;
-	hasBeenVisited = false;
-	customIndex = -1;
+	initCell(pI, pJ, pK, pL);
 }
 
 void Tet3::reportSelfNeighbor(int ith)

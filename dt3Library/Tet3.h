@@ -179,12 +179,31 @@ private:
 	Tet3(const Tet3&);
 	[[noreturn]] void notANeighbor(const Tet3* pT) const;
 	void reportSelfNeighbor(int ith);
+	/// The work of setProperties, inline for the kernel, which creates
+	/// millions of cells.
+	void initCell(Point3* pI, Point3* pJ, Point3* pK, Point3* pL)
+	{
+		ID = runningLabel++;
+		assert((pI != nullptr && pJ != nullptr && pK != nullptr && pL != nullptr));
+		aVertexPointer[0] = pI;
+		aVertexPointer[1] = pJ;
+		aVertexPointer[2] = pK;
+		aVertexPointer[3] = pL;
+		pI->setOneTet(this);
+		pJ->setOneTet(this);
+		pK->setOneTet(this);
+		pL->setOneTet(this);
+		aOppTet[0] = aOppTet[1] = aOppTet[2] = aOppTet[3] = nullptr;
+		hasBeenVisited = false;
+		customIndex = -1;
+	}
 
 	int ID;
 	Point3* aVertexPointer[4];
 	Tet3* aOppTet[4];
 	int customIndex;
 	friend VORN3D_API std::ostream& operator<<(std::ostream& stream, const Tet3& cell);
+	friend class Dt3;
 };
 
 /// Prints the cell: ID, address, visited flag and orientation, then one line
