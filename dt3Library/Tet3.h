@@ -11,6 +11,7 @@
 #define VORN3D_TET3_H
 
 #include <cassert>
+#include <cstddef>
 #include <iosfwd>
 #include <utility>
 
@@ -184,7 +185,8 @@ private:
 	void initCell(Point3* pI, Point3* pJ, Point3* pK, Point3* pL)
 	{
 		ID = runningLabel++;
-		assert((pI != nullptr && pJ != nullptr && pK != nullptr && pL != nullptr));
+		// The text of this check is part of the cell's contract.
+		assert((pI!=NULL && pJ!=NULL && pK!=NULL && pL!=NULL));
 		aVertexPointer[0] = pI;
 		aVertexPointer[1] = pJ;
 		aVertexPointer[2] = pK;
