@@ -408,7 +408,7 @@ __attribute__((always_inline)) inline void Dt3::registerPendingFacet(int key, Te
 	registerCollidingFacet(pNew, i, pLow, pHigh);
 }
 
-inline void Dt3::registerNewFacets(Tet3* pNew)
+__attribute__((always_inline)) inline void Dt3::registerNewFacets(Tet3* pNew)
 {
 	// Sort corners 1..3 by address, carrying their indices; the facet
 	// opposite each corner holds corner 0 and the other two. The order of
