@@ -112,11 +112,14 @@ public:
 	/// exits with status 1.
 	int getIntraTetIndex(const Tet3* pT) const
 	{
-		if(aOppTet[0] == pT) return 0;
-		if(aOppTet[1] == pT) return 1;
-		if(aOppTet[2] == pT) return 2;
-		if(aOppTet[3] == pT) return 3;
-		notANeighbor(pT);
+		// The first match, counted without branches: the position of a cell
+		// among the neighbours of its neighbour is random, and a chain of
+		// tests would be mispredicted on most calls.
+		const int miss0(aOppTet[0] != pT);
+		const int miss01(miss0 & (aOppTet[1] != pT));
+		const int miss012(miss01 & (aOppTet[2] != pT));
+		if(miss012 & (aOppTet[3] != pT)) notANeighbor(pT);
+		return miss0 + miss01 + miss012;
 	}
 	/// The index under which this cell is stored in its neighbour ith (which
 	/// must exist).
