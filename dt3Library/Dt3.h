@@ -217,10 +217,11 @@ private:
 	/// insertOne without the bookkeeping of bInsertionOpen.
 	Tet3* insertOneUnguarded(Point3*& pVtx, Tet3* pStart);
 
-	// The fast floating-point filters of the two predicates, inline for the
-	// hot loops. They evaluate exactly the predicate object's filter and
-	// hand every case it cannot decide to the predicate object itself, so
-	// their answers are always the predicate object's answers.
+	// The fast floating-point filters of the two predicates, always inline
+	// for the hot loops (clang would otherwise call them). They evaluate
+	// exactly the predicate object's filter and hand every case it cannot
+	// decide to the predicate object itself, so their answers are always the
+	// predicate object's answers.
 	Orientation3 orientation(const Tet3* pTet, int ith, const Point3* pQ) const;
 	Orientation3 orientation(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd) const;
 	SphereInclusion sphereInclusion(const Tet3* pTet, const Point3* pQ) const;
@@ -267,7 +268,8 @@ private:
 
 // ---- the inline filters ----
 
-inline Orientation3 Dt3::orientation(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd) const
+__attribute__((always_inline)) inline Orientation3 Dt3::orientation(
+	const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd) const
 {
 	const double adx(pa->x() - pd->x()), bdx(pb->x() - pd->x()), cdx(pc->x() - pd->x());
 	const double ady(pa->y() - pd->y()), bdy(pb->y() - pd->y()), cdy(pc->y() - pd->y());
@@ -285,7 +287,7 @@ inline Orientation3 Dt3::orientation(const Point3* pa, const Point3* pb, const P
 	return ORIENTATION3_COPLANAR;
 }
 
-inline Orientation3 Dt3::orientation(const Tet3* pTet, int ith, const Point3* pQ) const
+__attribute__((always_inline)) inline Orientation3 Dt3::orientation(const Tet3* pTet, int ith, const Point3* pQ) const
 {
 	// Facet ith in the order that makes corner ith come out positive.
 	static const int aFacetOrder[4][3] = {{1, 3, 2}, {0, 2, 3}, {0, 3, 1}, {0, 1, 2}};
@@ -293,7 +295,7 @@ inline Orientation3 Dt3::orientation(const Tet3* pTet, int ith, const Point3* pQ
 		pTet->getCorner(aFacetOrder[ith][2]), pQ);
 }
 
-inline SphereInclusion Dt3::sphereInclusion(const Tet3* pTet, const Point3* pQ) const
+__attribute__((always_inline)) inline SphereInclusion Dt3::sphereInclusion(const Tet3* pTet, const Point3* pQ) const
 {
 	// The predicate object's filter arithmetic, with only the cheap decision
 	// inlined here; everything else is the predicate object's. Most calls are

@@ -232,6 +232,7 @@ HC3::~HC3()
 // the bit instead of branching on it (d - 0 * h is d exactly).
 uint32_t HC3::computeKey(double x, double y, double z) const
 {
+	static const double aBitValue[2] = {0.0, 1.0};
 	double dx(x - aBoxMin[0]);
 	double dy(y - aBoxMin[1]);
 	double dz(z - aBoxMin[2]);
@@ -248,9 +249,12 @@ uint32_t HC3::computeKey(double x, double y, double z) const
 		const int bx(dx >= hx);
 		const int by(dy >= hx);
 		const int bz(dz >= hx);
-		dx = dx - bx * hx;
-		dy = dy - by * hy;
-		dz = dz - bz * hz;
+		// The bits as doubles from a table: a conversion of the comparison
+		// result may be compiled into a branch (clang does), which random
+		// points mispredict on every other level.
+		dx = dx - aBitValue[bx] * hx;
+		dy = dy - aBitValue[by] * hy;
+		dz = dz - aBitValue[bz] * hz;
 		const int idx(((bx << 2) | (by << 1) | bz) * 12 + state);
 		key += static_cast<uint32_t>(aDigit[idx]) << shift;
 		state = aNext[idx];
