@@ -15,24 +15,15 @@
 #include "MeshInvariants.h"
 #include "StdoutCapture.h"
 #include "Vorn_3D.h"
+#include "RandomPoints.h"
 
 using VORN3D::Point3;
 using VORN3D::Tet3;
 using VORN3D::Vorn_3D;
 
-namespace {
+using vtest::randomPoints;
 
-std::vector<Point3> randomPoints(size_t n, std::mt19937& rng, double lo = 0.0, double hi = 1.0)
-{
-	std::uniform_real_distribution<double> dist(lo, hi);
-	std::vector<Point3> v;
-	for(size_t i = 0; i < n; ++i)
-	{
-		const double x(dist(rng)), y(dist(rng)), z(dist(rng));
-		v.push_back(Point3(x, y, z));
-	}
-	return v;
-}
+namespace {
 
 std::vector<Point3> grid(int nx, int ny, int nz, double step = 1.0)
 {

@@ -11,10 +11,13 @@
 #include "ExactPredicates.h"
 #include "MeshInvariants.h"
 #include "StdoutCapture.h"
+#include "RandomPoints.h"
 
 using VORN3D::Dt3;
 using VORN3D::Point3;
 using VORN3D::Tet3;
+
+using vtest::randomPoints;
 
 namespace {
 
@@ -34,19 +37,6 @@ struct OneCell
 		pTet = vTets.at(0);
 	}
 };
-
-std::vector<Point3> randomPoints(size_t n, unsigned seed)
-{
-	std::mt19937 rng(seed);
-	std::uniform_real_distribution<double> dist(0.0, 1.0);
-	std::vector<Point3> v;
-	for(size_t i = 0; i < n; ++i)
-	{
-		const double x(dist(rng)), y(dist(rng)), z(dist(rng));
-		v.push_back(Point3(x, y, z));
-	}
-	return v;
-}
 
 } // namespace
 

@@ -15,10 +15,13 @@
 #include "Dt3.h"
 #include "StdoutCapture.h"
 #include "SimplePool.h"
+#include "RandomPoints.h"
 
 using VORN3D::Dt3;
 using VORN3D::Point3;
 using VORN3D::Tet3;
+
+using vtest::randomPoints;
 
 namespace {
 
@@ -89,19 +92,6 @@ void expectQueriesAgree(Dt3& dt)
 		dt.getTetsAroundVertex(pVtx, vStar);
 		EXPECT_EQ(vStar, vExpected) << "vertex " << i;
 	}
-}
-
-std::vector<Point3> randomPoints(size_t n, unsigned seed, double scale)
-{
-	std::mt19937 rng(seed);
-	std::uniform_real_distribution<double> dist(0.0, scale);
-	std::vector<Point3> v;
-	for(size_t i = 0; i < n; ++i)
-	{
-		const double x(dist(rng)), y(dist(rng)), z(dist(rng));
-		v.push_back(Point3(x, y, z));
-	}
-	return v;
 }
 
 } // namespace
