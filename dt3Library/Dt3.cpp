@@ -184,8 +184,7 @@ Tet3* Dt3::insertOneUnguarded(Point3*& pVtx, Tet3* pStart)
 	ASSERT_CONDITION(vHashCollisions.empty());
 	ttsPool.reset();
 
-	const int locateResult(locateConflictTet(pVtx, pCurTet));
-	ASSERT_CONDITION(locateResult!=-99);
+	const int locateResult(locateComplete(pVtx, pCurTet));
 	if(locateResult == -2) return insertVertex(pVtx, pCurTet, locateResult);
 	if(locateResult >= 0)
 	{

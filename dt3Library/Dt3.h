@@ -87,6 +87,11 @@ public:
 	/// seen through that hull facet) or -99 (watchdog); pStartTet is left at
 	/// the cell where the walk ended.
 	int locateConflictTet(const Point3* pVtx, Tet3*& pStartTet);
+	/// The walk of locateConflictTet, continued from wherever its watchdog
+	/// stops it until it ends with -1, -2 or a hull facet. Only a broken mesh
+	/// makes it fail, after more tests than a walk visiting every live cell
+	/// once can take.
+	int locateComplete(const Point3* pVtx, Tet3*& pTet);
 
 	// ---- cavity and pairing (Dt3_cavity.cpp, inline below) ----
 
@@ -214,6 +219,8 @@ private:
 		std::vector<std::vector<Point3*>>& vBatches);
 	/// A live cell to start from when the vertex store knows none near p.
 	Tet3* startTetNear(const Point3& p);
+	/// The rare part of locateComplete: the walks after the first watchdog.
+	int continueLongWalk(const Point3* pVtx, Tet3*& pTet);
 	/// insertOne without the bookkeeping of bInsertionOpen.
 	Tet3* insertOneUnguarded(Point3*& pVtx, Tet3* pStart);
 
@@ -309,6 +316,15 @@ __attribute__((always_inline)) inline SphereInclusion Dt3::sphereInclusion(const
 	// accepts a zero determinant as inside.
 	if(t.det >= errbound || -t.det >= errbound) return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
 	return predicates.sphereInclusionTest(pTet, pQ);
+}
+
+// ---- the walk that does not give up ----
+
+inline int Dt3::locateComplete(const Point3* pVtx, Tet3*& pTet)
+{
+	const int result(locateConflictTet(pVtx, pTet));
+	if(__builtin_expect(result != -99, 1)) return result;
+	return continueLongWalk(pVtx, pTet);
 }
 
 // ---- the inline part of cell creation and facet pairing ----

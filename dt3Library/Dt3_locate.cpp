@@ -3,6 +3,7 @@
 // A visibility walk: from the start cell, test the facets in cyclic order
 // after the entry facet and step across the first one that has the point
 // beyond it. On a Delaunay mesh it cannot cycle; the watchdog guards the rest.
+#include <cstdint>
 #include <cstdlib>
 #include <iostream>
 
@@ -12,6 +13,13 @@ namespace VORN3D {
 
 namespace {
 const int aNextICI[4] = {1, 2, 3, 0};
+/// Orientation tests after which one call of the walk gives up.
+const int watchdogTests(10000);
+/// A bound on the tests of one visibility walk per live cell: at most three
+/// in a cell it enters (four in the first), and four more for every facet
+/// whose plane holds the point. Generous on purpose: only a mesh with a
+/// cycle in the in-front-of relation can walk that long.
+const uint64_t maxTestsPerCell(64);
 } // namespace
 
 int Dt3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet)
@@ -23,7 +31,7 @@ int Dt3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet)
 	int numTests(0);
 	while(true)
 	{
-		if(__builtin_expect(++numTests > 10000, 0))
+		if(__builtin_expect(++numTests > watchdogTests, 0))
 		{
 			// Leave the caller somewhere else, so that another try can differ.
 			pStartTet = pCur;
@@ -120,6 +128,23 @@ int Dt3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet)
 			ASSERT_CONDITION(predicates.sphereInclusionTest(pStartTet,pVtx)==SIC_INSIDE);
 			return -1;
 		}
+	}
+}
+
+int Dt3::continueLongWalk(const Point3* pVtx, Tet3*& pTet)
+{
+	// Long walks are legitimate (elongated point sets, a start far from the
+	// point): go on from the cell where the watchdog left the walk. On a
+	// Delaunay mesh a visibility walk enters no cell twice, so only a broken
+	// mesh reaches the bound.
+	const uint64_t walkBound(maxTestsPerCell * getNumTets() + 2 * watchdogTests);
+	uint64_t walkLength(watchdogTests);
+	while(true)
+	{
+		const int result(locateConflictTet(pVtx, pTet));
+		if(result != -99) return result;
+		walkLength += watchdogTests;
+		ASSERT_CONDITION(walkLength<=walkBound);
 	}
 }
 

@@ -133,7 +133,7 @@ Tet3* Dt3::locate(const Point3& q)
 	const Point3 query(q);
 	Tet3* pTet(startTetNear(query));
 	if(pTet == nullptr) return nullptr;
-	const int result(locateConflictTet(&query, pTet));
+	const int result(locateComplete(&query, pTet));
 	if(result == -1 || result == -2) return pTet;
 	return nullptr;
 }

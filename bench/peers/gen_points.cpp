@@ -12,6 +12,8 @@
 //             uniform in [0,1)^3
 //   dups      N points of which 10% are exact copies of the other 90%, which
 //             are uniform in [0,1)^3, in shuffled order
+//   boxAxBxC  N points uniform in [0,A)x[0,B)x[0,C), e.g. box1000x1x1 or
+//             box1e4x1x1 (an elongated or flat cloud)
 //
 // The random numbers come from our own splitmix64 stream and Box-Muller, not
 // from <random>'s distributions, so a set is the same with every standard
@@ -19,6 +21,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
@@ -72,10 +75,31 @@ void addPoint(std::vector<double>& vXyz, double x, double y, double z)
 	vXyz.push_back(z);
 }
 
+/// The extents of a kind "boxAxBxC"; false for any other kind.
+bool parseBox(const std::string& kind, double aExtent[3])
+{
+	if(kind.compare(0, 3, "box") != 0) return false;
+	const char* pText = kind.c_str() + 3;
+	for(int c = 0; c < 3; ++c)
+	{
+		char* pEnd = nullptr;
+		aExtent[c] = std::strtod(pText, &pEnd);
+		if(pEnd == pText || !(aExtent[c] > 0.0) || *pEnd != (c < 2 ? 'x' : '\0')) return false;
+		pText = pEnd + 1;
+	}
+	return true;
+}
+
 bool generate(const std::string& kind, uint64_t num, uint64_t seed, std::vector<double>& vXyz)
 {
 	Random rnd(seed);
-	if(kind == "cube")
+	double aExtent[3];
+	if(parseBox(kind, aExtent))
+	{
+		for(uint64_t i = 0; i < num; ++i)
+			addPoint(vXyz, aExtent[0] * rnd.uniform(), aExtent[1] * rnd.uniform(), aExtent[2] * rnd.uniform());
+	}
+	else if(kind == "cube")
 	{
 		for(uint64_t i = 0; i < num; ++i) addPoint(vXyz, rnd.uniform(), rnd.uniform(), rnd.uniform());
 	}
@@ -143,7 +167,7 @@ int main(int argc, char** argv)
 {
 	if(argc != 4 && argc != 5)
 	{
-		std::printf("usage: %s cube|ball|grid|sphere|clusters|dups N OUTFILE [SEED]\n", argv[0]);
+		std::printf("usage: %s cube|ball|grid|sphere|clusters|dups|boxAxBxC N OUTFILE [SEED]\n", argv[0]);
 		return 1;
 	}
 	const std::string kind(argv[1]);
