@@ -12,7 +12,7 @@
 namespace VORN3D {
 
 Dt3::Dt3(Vorn_3D* pOwner_):
-	numStoredTCS(0), sphereQuickFactor(insphereQuickFactor(predicates.isperrboundA)), bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
+	numStoredTCS(0), sphereQuickFactor(insphereQuickFactor(predicates.isperrboundA)), bFullDimensional(false), bWideRange(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
 	bInsertionOpen(false)
 {
 	ttsPool.init();
@@ -185,6 +185,7 @@ Tet3* Dt3::insertOneUnguarded(Point3*& pVtx, Tet3* pStart)
 	ttsPool.reset();
 
 	const int locateResult(locateComplete(pVtx, pCurTet));
+	VORN3D_WALK_STATS_END();
 	if(locateResult == -2) return insertVertex(pVtx, pCurTet, locateResult);
 	if(locateResult >= 0)
 	{

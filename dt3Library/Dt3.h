@@ -38,6 +38,19 @@ namespace VORN3D {
 class Vorn_3D;
 class Surface3;
 
+// Counting the walk's tests, for the walk benchmark only: it compiles the
+// sources with VORN3D_WALK_STATS and defines these two. The library's own
+// builds compile both hooks to nothing.
+#ifdef VORN3D_WALK_STATS
+extern uint64_t walkStatsTests;
+void walkStatsEndOfWalk();
+#define VORN3D_WALK_STATS_TEST() (++::VORN3D::walkStatsTests)
+#define VORN3D_WALK_STATS_END() ::VORN3D::walkStatsEndOfWalk()
+#else
+#define VORN3D_WALK_STATS_TEST() ((void)0)
+#define VORN3D_WALK_STATS_END() ((void)0)
+#endif
+
 /// A new-cell facet waiting for its partner: the facet of pTet opposite
 /// corner ith, which holds the new vertex and the edge (pLowVtx, pHighVtx).
 struct TwoTetStruct
@@ -246,6 +259,8 @@ private:
 	/// The factor of insphereQuickAccept.
 	double sphereQuickFactor;
 	bool bFullDimensional;
+	/// True when some coordinate lies outside the range where the filters are safe.
+	bool bWideRange;
 	HC3 hc;
 	std::vector<Surface3*> vSurfaces;
 	Vorn_3D* pOwner;

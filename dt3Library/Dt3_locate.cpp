@@ -40,6 +40,7 @@ int Dt3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet)
 			std::cout << "watchDog: bad point" << std::endl;
 			return -99;
 		}
+		VORN3D_WALK_STATS_TEST();
 		const Orientation3 ori(orientation(pCur, ith, pVtx));
 		if(ori == ORIENTATION3_NEGATIVE)
 		{
@@ -52,6 +53,9 @@ int Dt3::locateConflictTet(const Point3* pVtx, Tet3*& pStartTet)
 			// The facet just crossed has the point on its inner side now.
 			const int j(pNext->getIntraTetIndex(pCur));
 			pCur = pNext;
+			// The next cell is one of these; its line arrives while the
+			// facets of this one are tested.
+			for(int k = 0; k < 4; ++k) __builtin_prefetch(pCur->getOppTet(k));
 			ith = aNextICI[j];
 			numToTest = 3;
 			continue;
