@@ -31,9 +31,11 @@ int main(int argc, char** argv)
 	result.baseKib = vbench::peakRssKib();
 
 	Delaunay dt;
+	const double cpu0 = vbench::cpuSeconds();
 	auto t0 = std::chrono::steady_clock::now();
 	dt.insert(vPoints.begin(), vPoints.end());
 	result.insertSeconds = vbench::secondsSince(t0);
+	result.insertCpuSeconds = vbench::cpuSeconds() - cpu0;
 	result.peakKib = vbench::peakRssKib();
 
 	t0 = std::chrono::steady_clock::now();

@@ -26,9 +26,11 @@ int main(int argc, char** argv)
 
 	VORN3D::Vorn_3D dt;
 	std::vector<VORN3D::Point3*> vHandles;
+	const double cpu0 = vbench::cpuSeconds();
 	auto t0 = std::chrono::steady_clock::now();
 	dt.insert(vPoints, vHandles);
 	result.insertSeconds = vbench::secondsSince(t0);
+	result.insertCpuSeconds = vbench::cpuSeconds() - cpu0;
 	result.peakKib = vbench::peakRssKib();
 
 	t0 = std::chrono::steady_clock::now();
