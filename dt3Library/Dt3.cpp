@@ -12,7 +12,7 @@
 namespace VORN3D {
 
 Dt3::Dt3(Vorn_3D* pOwner_):
-	numStoredTCS(0), sphereQuickFactor(insphereQuickFactor(predicates.isperrboundA)), bFullDimensional(false), bWideRange(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
+	numStoredTCS(0), sphereQuickFactor(insphereQuickFactor(predicates.isperrboundA)), bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
 	bInsertionOpen(false)
 {
 	ttsPool.init();

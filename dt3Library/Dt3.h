@@ -259,8 +259,6 @@ private:
 	/// The factor of insphereQuickAccept.
 	double sphereQuickFactor;
 	bool bFullDimensional;
-	/// True when some coordinate lies outside the range where the filters are safe.
-	bool bWideRange;
 	HC3 hc;
 	std::vector<Surface3*> vSurfaces;
 	Vorn_3D* pOwner;
