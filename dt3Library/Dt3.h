@@ -293,7 +293,7 @@ __attribute__((always_inline)) inline Orientation3 Dt3::orientation(
 	// Written so that a NaN bound (wide-range mode) or a NaN determinant is
 	// undecided too.
 	const double errbound(orientBoundFactor * permanent);
-	if(__builtin_expect(!(det >= errbound || -det >= errbound), 0)) return predicates.getOrientation3(pa, pb, pc, pd);
+	if(__builtin_expect(!(det >= errbound || -det >= errbound), 0)) return predicates.orientationOutOfLine(pa, pb, pc, pd);
 	if(det < 0.0) return ORIENTATION3_POSITIVE;
 	if(det > 0.0) return ORIENTATION3_NEGATIVE;
 	return ORIENTATION3_COPLANAR;
@@ -320,7 +320,7 @@ __attribute__((always_inline)) inline SphereInclusion Dt3::sphereInclusion(const
 	// Non-strict on purpose, as in the predicate object: a zero permanent
 	// accepts a zero determinant as inside.
 	if(t.det >= errbound || -t.det >= errbound) return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
-	return predicates.sphereInclusionTest(pTet, pQ);
+	return predicates.sphereInclusionOutOfLine(pTet, pQ);
 }
 
 // ---- the inline part of cell creation and facet pairing ----

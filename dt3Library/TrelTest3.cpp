@@ -56,6 +56,16 @@ TrelTest3::TrelTest3()
 	isperrboundC = (71.0 + 1408.0 * epsilon) * epsilon * epsilon;
 }
 
+Orientation3 TrelTest3::orientationOutOfLine(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const
+{
+	return orientation(*a, *b, *c, *d, nullptr);
+}
+
+SphereInclusion TrelTest3::sphereInclusionOutOfLine(const Tet3* tet, const Point3* q) const
+{
+	return sphereInclusionTest(tet, q);
+}
+
 void TrelTest3::nullCellInFacetForm()
 {
 	goToHell("getOrientation3, pC==NULL");

@@ -162,6 +162,12 @@ public:
 		return sphereInclusion(pa, pb, pc, pd, q, nullptr);
 	}
 
+	/// The same answers as getOrientation3 and sphereInclusionTest, never
+	/// inlined: the kernel's inline filters call these for the cases they
+	/// cannot decide, so that their hot code stays small.
+	Orientation3 orientationOutOfLine(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const;
+	SphereInclusion sphereInclusionOutOfLine(const Tet3* tet, const Point3* q) const;
+
 	/// Traced variants for tests and benchmarks: the same answers, plus the
 	/// stage that settled them.
 	Orientation3 getOrientation3Traced(
