@@ -213,6 +213,12 @@ private:
 		const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const;
 	inline SphereInclusion sphereInclusionInRange(const Point3* pa, const Point3* pb, const Point3* pc,
 		const Point3* pd, const Point3* q, PredicateStage* pStage) const;
+	/// What the entries' first filter leaves, out of line (TrelTest3.cpp):
+	/// the range check, then the stages for the range or the wide-range path.
+	Orientation3 orientationUndecided(
+		const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const;
+	SphereInclusion sphereInclusionUndecided(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
+		const Point3* q, PredicateStage* pStage) const;
 	/// The wide-range path (TrelTest3_wide.cpp): the same answers for calls
 	/// with a coordinate outside the range.
 	Orientation3 orientationWide(
@@ -237,20 +243,15 @@ private:
 	[[noreturn]] static void nullCellInFacetForm();
 };
 
-inline Orientation3 TrelTest3::orientation(
-	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
+// The orientation filter's quantities: the determinant of a-d, b-d, c-d in
+// doubles, its permanent (the same expression with absolute values) and the
+// sum of the absolute z differences.
+struct OrientTerms
 {
-	if(__builtin_expect(allInExponentRange<orientRangeLo, orientRangeHi>(a, b, c, d), 1))
-		return orientationInRange(a, b, c, d, pStage);
-	return orientationWide(a, b, c, d, pStage);
-}
+	double det, permanent, sumAbsZ;
+};
 
-// Orientation filter: the determinant of a-d, b-d, c-d in doubles, trusted
-// when it beats o3derrboundA times the permanent (the same expression with
-// absolute values). The comparison is non-strict, so an all-zero permanent
-// with a zero determinant is decided here as coplanar.
-inline Orientation3 TrelTest3::orientationInRange(
-	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
+inline void orientTerms(const Point3& a, const Point3& b, const Point3& c, const Point3& d, OrientTerms& t)
 {
 	const double adx(a.x() - d.x());
 	const double bdx(b.x() - d.x());
@@ -269,14 +270,50 @@ inline Orientation3 TrelTest3::orientationInRange(
 	const double adxbdy(adx * bdy);
 	const double bdxady(bdx * ady);
 
-	double det(adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady));
-	const double permanent((std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
-		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) +
-		(std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz));
-	const double errbound(o3derrboundA * permanent);
+	t.det = adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady);
+	t.permanent = (std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
+		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) + (std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz);
+	t.sumAbsZ = std::fabs(adz) + std::fabs(bdz) + std::fabs(cdz);
+}
+
+// The filter decides before any range check: its decision rests only on the
+// computed differences and products, not on the coordinates. An overflow
+// leaves an infinite or NaN bound, which is never trusted. An underflowing
+// product is off by at most 2^-1075 in absolute terms (sums and differences
+// of subnormals are exact); carried through a z factor and the final sums,
+// such errors move the determinant by less than sumAbsZ 2^-1073 + 2^-1072
+// and the bound by far less, so the margin sumAbsZ 2^-1070 + 2^-1068 on top
+// of o3derrboundA times the permanent covers them with room to spare. The
+// rare calls it leaves undecided take the range check.
+inline Orientation3 TrelTest3::orientation(
+	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
+{
+	OrientTerms t;
+	orientTerms(a, b, c, d, t);
+	const double errbound(o3derrboundA * t.permanent + (t.sumAbsZ * 0x1p-1070 + 0x1p-1068));
+	if(__builtin_expect((t.det >= errbound || -t.det >= errbound) && errbound < HUGE_VAL, 1))
+	{
+		if(pStage != nullptr) *pStage = STAGE_FILTER;
+		// orient3d is negative for our positive orientation.
+		return t.det < 0.0 ? ORIENTATION3_POSITIVE : ORIENTATION3_NEGATIVE;
+	}
+	return orientationUndecided(a, b, c, d, pStage);
+}
+
+// Orientation for coordinates in the range: the filter trusted when the
+// determinant beats o3derrboundA times the permanent, else the adaptive
+// stages. The comparison is non-strict, so an all-zero permanent with a
+// zero determinant is decided here as coplanar.
+inline Orientation3 TrelTest3::orientationInRange(
+	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
+{
+	OrientTerms t;
+	orientTerms(a, b, c, d, t);
+	double det(t.det);
+	const double errbound(o3derrboundA * t.permanent);
 	if(errbound > det && errbound > -det)
 	{
-		det = orient3dAdapt(a, b, c, d, permanent, pStage);
+		det = orient3dAdapt(a, b, c, d, t.permanent, pStage);
 	}
 	else if(pStage != nullptr)
 	{
@@ -425,12 +462,19 @@ inline double insphereQuickFactor(double isperrboundA)
 	return 576.0 * isperrboundA * isperrboundA * (1.0 + 0x1p-20);
 }
 
+// The quick acceptance checks its own range (insphereQuickAccept) and is
+// exact for any coordinates; everything it leaves takes the range check.
 inline SphereInclusion TrelTest3::sphereInclusion(const Point3* pa, const Point3* pb, const Point3* pc,
 	const Point3* pd, const Point3* q, PredicateStage* pStage) const
 {
-	if(__builtin_expect(allInExponentRange<sphereRangeLo, sphereRangeHi>(*pa, *pb, *pc, *pd, *q), 1))
-		return sphereInclusionInRange(pa, pb, pc, pd, q, pStage);
-	return sphereInclusionWide(pa, pb, pc, pd, q, pStage);
+	InsphereTerms<double> t;
+	insphereTerms(*pa, *pb, *pc, *pd, *q, t);
+	if(__builtin_expect(insphereQuickAccept(t, insphereQuickFactor(isperrboundA)), 1))
+	{
+		if(pStage != nullptr) *pStage = STAGE_FILTER;
+		return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+	}
+	return sphereInclusionUndecided(pa, pb, pc, pd, q, pStage);
 }
 
 // Sphere filter: the lifted 4x4 determinant with q as the origin, trusted when
