@@ -15,7 +15,7 @@
 // integers live in fixed arrays on the stack, sized for the widest possible
 // call (values from 2^-1074 to 2^1024); each operation runs only over the
 // limbs that the call's numbers actually use.
-#include <cmath>
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -145,13 +145,11 @@ typedef FixedInt<5 * diffLimbs> Quintic;
 
 // -------------------------------------------------------------- the calls
 
-// One coordinate as sign * odd * 2^exponent (odd = 0 for zero), and the
-// binary order of its magnitude, floor(log2 |v|).
+// One coordinate as sign * odd * 2^exponent (odd = 0 for zero).
 struct Decomposed
 {
 	uint64_t odd;
 	int exponent;
-	int order;
 	bool bNegative;
 };
 
@@ -167,7 +165,6 @@ Decomposed decompose(double v)
 	{
 		d.odd = 0;
 		d.exponent = 0;
-		d.order = 0;
 		return d;
 	}
 	// Subnormals have no hidden bit and the exponent of the smallest normals.
@@ -178,30 +175,22 @@ Decomposed decompose(double v)
 	exponent += numTrailingZeros;
 	d.odd = significand;
 	d.exponent = exponent;
-	d.order = exponent + 63 - __builtin_clzll(significand);
 	return d;
 }
 
-// The coordinates of one call (NP points), decomposed, with their extremes.
-template <int NP> class WideCall
+// The binary orders of the nonzero coordinates of one call: the range they
+// span decides between scaling and the integer evaluation. Bit operations
+// only: this runs on every call of a mesh in the wide-range mode.
+class OrderSpan
 {
 public:
-	explicit WideCall(const Point3* const* apPoint)
+	OrderSpan(const Point3* const* apPoint, int numPoints)
 	{
-		for(int i = 0; i < NP; ++i)
+		for(int i = 0; i < numPoints; ++i)
 		{
-			const double aValue[3] = {apPoint[i]->x(), apPoint[i]->y(), apPoint[i]->z()};
-			for(int axis = 0; axis < 3; ++axis)
-			{
-				if(!std::isfinite(aValue[axis])) bNonFinite = true;
-				const Decomposed d(decompose(aValue[axis]));
-				aCoord[i][axis] = d;
-				if(d.odd == 0) continue;
-				if(!bAnyNonzero || d.exponent < lowExponent) lowExponent = d.exponent;
-				if(!bAnyNonzero || d.order < minOrder) minOrder = d.order;
-				if(!bAnyNonzero || d.order > maxOrder) maxOrder = d.order;
-				bAnyNonzero = true;
-			}
+			add(apPoint[i]->x());
+			add(apPoint[i]->y());
+			add(apPoint[i]->z());
 		}
 	}
 
@@ -214,11 +203,58 @@ public:
 	bool fitShift(int lo, int hi, int& shift) const
 	{
 		shift = 0;
-		if(!bAnyNonzero) return true;
+		if(minOrder > maxOrder) return true; // all zero
 		if(maxOrder - minOrder > hi - 1 - lo) return false;
 		if(minOrder < lo) shift = lo - minOrder;
 		else if(maxOrder >= hi) shift = hi - 1 - maxOrder;
 		return true;
+	}
+
+private:
+	void add(double v)
+	{
+		uint64_t bits;
+		std::memcpy(&bits, &v, sizeof(bits));
+		const int biased(static_cast<int>((bits >> 52) & 0x7ff));
+		const uint64_t fraction(bits & ((uint64_t(1) << 52) - 1));
+		int order;
+		if(biased == 0x7ff)
+		{
+			bNonFinite = true;
+			return;
+		}
+		if(biased != 0) order = biased - 1023;
+		else if(fraction != 0) order = -1074 + 63 - __builtin_clzll(fraction);
+		else return;
+		minOrder = std::min(minOrder, order);
+		maxOrder = std::max(maxOrder, order);
+	}
+
+	bool bNonFinite = false;
+	int minOrder = 1 << 20;
+	int maxOrder = -(1 << 20);
+};
+
+// The coordinates of one call (NP points) as integers over the call's
+// lowest binary exponent.
+template <int NP> class WideCall
+{
+public:
+	explicit WideCall(const Point3* const* apPoint)
+	{
+		bool bAnyNonzero(false);
+		for(int i = 0; i < NP; ++i)
+		{
+			const double aValue[3] = {apPoint[i]->x(), apPoint[i]->y(), apPoint[i]->z()};
+			for(int axis = 0; axis < 3; ++axis)
+			{
+				const Decomposed d(decompose(aValue[axis]));
+				aCoord[i][axis] = d;
+				if(d.odd == 0) continue;
+				if(!bAnyNonzero || d.exponent < lowExponent) lowExponent = d.exponent;
+				bAnyNonzero = true;
+			}
+		}
 	}
 
 	// Coordinate axis of point i minus that of point j, exactly, in units
@@ -273,16 +309,25 @@ private:
 	}
 
 	Decomposed aCoord[NP][3];
-	bool bAnyNonzero = false;
-	bool bNonFinite = false;
 	int lowExponent = 0;
-	int minOrder = 0;
-	int maxOrder = 0;
 };
 
+// 2^k for |k| <= 1022, from its bits.
+double powerOfTwo(int k)
+{
+	const uint64_t bits(static_cast<uint64_t>(1023 + k) << 52);
+	double v;
+	std::memcpy(&v, &bits, sizeof(v));
+	return v;
+}
+
+// p times 2^shift, in two exact steps (|shift| may exceed the exponent range
+// of one factor). The callers' shifts keep every result normal, and the
+// intermediate lies between the input and the result, so nothing rounds.
 Point3 scaled(const Point3& p, int shift)
 {
-	return Point3(std::ldexp(p.x(), shift), std::ldexp(p.y(), shift), std::ldexp(p.z(), shift));
+	const double first(powerOfTwo(shift / 2)), second(powerOfTwo(shift - shift / 2));
+	return Point3(p.x() * first * second, p.y() * first * second, p.z() * first * second);
 }
 
 // a * b - c * d
@@ -413,13 +458,14 @@ Orientation3 TrelTest3::orientationWide(
 	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
 {
 	const Point3* apPoint[4] = {&a, &b, &c, &d};
-	const WideCall<4> call(apPoint);
-	if(call.hasNonFinite()) return orientationInRange(a, b, c, d, pStage);
+	const OrderSpan span(apPoint, 4);
+	if(span.hasNonFinite()) return orientationInRange(a, b, c, d, pStage);
 	int shift;
-	if(call.fitShift(orientRangeLo, orientRangeHi, shift))
+	if(span.fitShift(orientRangeLo, orientRangeHi, shift))
 	{
 		return orientationInRange(scaled(a, shift), scaled(b, shift), scaled(c, shift), scaled(d, shift), pStage);
 	}
+	const WideCall<4> call(apPoint);
 	if(pStage != nullptr) *pStage = STAGE_WIDE;
 	// orient3d is negative for our positive orientation.
 	const int sign(wideOrientationSign(call));
@@ -432,10 +478,10 @@ SphereInclusion TrelTest3::sphereInclusionWide(const Point3* pa, const Point3* p
 	const Point3* pd, const Point3* q, PredicateStage* pStage) const
 {
 	const Point3* apPoint[5] = {pa, pb, pc, pd, q};
-	const WideCall<5> call(apPoint);
-	if(call.hasNonFinite()) return sphereInclusionInRange(pa, pb, pc, pd, q, pStage);
+	const OrderSpan span(apPoint, 5);
+	if(span.hasNonFinite()) return sphereInclusionInRange(pa, pb, pc, pd, q, pStage);
 	int shift;
-	if(call.fitShift(sphereRangeLo, sphereRangeHi, shift))
+	if(span.fitShift(sphereRangeLo, sphereRangeHi, shift))
 	{
 		Point3 aScaled[5];
 		for(int i = 0; i < 5; ++i) aScaled[i] = scaled(*apPoint[i], shift);
@@ -447,6 +493,7 @@ SphereInclusion TrelTest3::sphereInclusionWide(const Point3* pa, const Point3* p
 		}
 		return sphereInclusionInRange(&aScaled[0], &aScaled[1], &aScaled[2], &aScaled[3], pQuery, pStage);
 	}
+	const WideCall<5> call(apPoint);
 	if(pStage != nullptr) *pStage = STAGE_WIDE;
 	// As in the filter: a zero permanent takes the zero determinant as
 	// inside; otherwise only a negative sign is inside.
