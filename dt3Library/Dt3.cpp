@@ -7,12 +7,15 @@
 #include <algorithm>
 #include <cmath>
 #include <iostream>
+#include <limits>
 #include <string>
 
 namespace VORN3D {
 
 Dt3::Dt3(Vorn_3D* pOwner_):
-	numStoredTCS(0), sphereQuickFactor(insphereQuickFactor(predicates.isperrboundA)), bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
+	numStoredTCS(0), sphereQuickFactor(insphereQuickFactor(predicates.isperrboundA)),
+	orientBoundFactor(predicates.o3derrboundA), sphereBoundFactor(predicates.isperrboundA), bWideRange(false),
+	bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
 	bInsertionOpen(false)
 {
 	ttsPool.init();
@@ -30,6 +33,17 @@ Dt3::~Dt3()
 	// reverse order of declaration: vertex store, lists, buckets, pools.
 	for(Surface3* pSurface : vSurfaces) delete pSurface;
 	std::vector<Surface3*>().swap(vSurfaces);
+}
+
+void Dt3::setWideRange(bool bWide)
+{
+	// A NaN factor makes every bound test of the inline filters fail, so they
+	// pass each call on to the predicate object, which is exact for all
+	// finite coordinates. The common path keeps its instructions: only the
+	// factor it multiplies by changes.
+	bWideRange = bWide;
+	orientBoundFactor = bWide ? std::numeric_limits<double>::quiet_NaN() : predicates.o3derrboundA;
+	sphereBoundFactor = bWide ? std::numeric_limits<double>::quiet_NaN() : predicates.isperrboundA;
 }
 
 void Dt3::rejectNonFinite(size_t position) const
@@ -57,10 +71,13 @@ Tet3* Dt3::startTetNear(const Point3& p)
 void Dt3::insert(std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles)
 {
 	// Reject bad input before anything, the caller's handles included, moves.
+	bool bAllInFilterRange(true);
 	for(size_t i = 0; i < vInput.size(); ++i)
 	{
 		if(!isFinitePoint(vInput[i])) rejectNonFinite(i);
+		bAllInFilterRange &= inFilterRange(vInput[i]);
 	}
+	if(!bAllInFilterRange) setWideRange(true);
 	if(bVerbose) std::cout << "Dt3::insert(vector,vector) has been called" << std::endl;
 	if(!vUserHandles.empty())
 	{
@@ -97,6 +114,7 @@ void Dt3::insert(std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles
 Point3* Dt3::insert(const Point3& p)
 {
 	if(!isFinitePoint(p)) rejectNonFinite(0);
+	if(!inFilterRange(p)) setWideRange(true);
 	Tet3* pDuplicateTet(nullptr);
 	Point3* pVtx(hc.insert(p, pDuplicateTet));
 	if(bFullDimensional)

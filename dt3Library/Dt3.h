@@ -225,6 +225,8 @@ public:
 	}
 
 private:
+	/// Switches the inline filters to the wide-range mode and back.
+	void setWideRange(bool bWide);
 	/// A non-finite input coordinate: message and VornException.
 	[[noreturn]] void rejectNonFinite(size_t position) const;
 	/// Fills the batches of triangulate from the range [lo, hi) at level.
@@ -241,7 +243,10 @@ private:
 	// for the hot loops (clang would otherwise call them). They evaluate
 	// exactly the predicate object's filter and hand every case it cannot
 	// decide to the predicate object itself, so their answers are always the
-	// predicate object's answers.
+	// predicate object's answers. They are exact only for coordinates in the
+	// range of inFilterRange; once the mesh holds others, setWideRange(true)
+	// makes them hand over every call except the sphere test's quick
+	// acceptance, which checks its own range.
 	Orientation3 orientation(const Tet3* pTet, int ith, const Point3* pQ) const;
 	Orientation3 orientation(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd) const;
 	SphereInclusion sphereInclusion(const Tet3* pTet, const Point3* pQ) const;
@@ -258,6 +263,11 @@ private:
 	TrelTest3 predicates;
 	/// The factor of insphereQuickAccept.
 	double sphereQuickFactor;
+	/// The factors of the filters' error bounds: the predicate object's, or
+	/// NaN in wide-range mode, which fails every bound test.
+	double orientBoundFactor;
+	double sphereBoundFactor;
+	bool bWideRange; // a coordinate outside inFilterRange has been inserted: the filters defer to TrelTest3
 	bool bFullDimensional;
 	HC3 hc;
 	std::vector<Surface3*> vSurfaces;
@@ -300,8 +310,10 @@ __attribute__((always_inline)) inline Orientation3 Dt3::orientation(
 	const double det(adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady));
 	const double permanent((std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
 		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) + (std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz));
-	const double errbound(predicates.o3derrboundA * permanent);
-	if(__builtin_expect(errbound > det && errbound > -det, 0)) return predicates.getOrientation3(pa, pb, pc, pd);
+	// Written so that a NaN bound (wide-range mode) or a NaN determinant is
+	// undecided too.
+	const double errbound(orientBoundFactor * permanent);
+	if(__builtin_expect(!(det >= errbound || -det >= errbound), 0)) return predicates.orientationOutOfLine(pa, pb, pc, pd);
 	if(det < 0.0) return ORIENTATION3_POSITIVE;
 	if(det > 0.0) return ORIENTATION3_NEGATIVE;
 	return ORIENTATION3_COPLANAR;
@@ -324,11 +336,11 @@ __attribute__((always_inline)) inline SphereInclusion Dt3::sphereInclusion(const
 	InsphereTerms<double> t;
 	insphereTerms(*pTet->getCorner(0), *pTet->getCorner(1), *pTet->getCorner(2), *pTet->getCorner(3), *pQ, t);
 	if(__builtin_expect(insphereQuickAccept(t, sphereQuickFactor), 1)) return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
-	const double errbound(predicates.isperrboundA * inspherePermanent(t));
+	const double errbound(sphereBoundFactor * inspherePermanent(t));
 	// Non-strict on purpose, as in the predicate object: a zero permanent
 	// accepts a zero determinant as inside.
 	if(t.det >= errbound || -t.det >= errbound) return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
-	return predicates.sphereInclusionTest(pTet, pQ);
+	return predicates.sphereInclusionOutOfLine(pTet, pQ);
 }
 
 // ---- the walk that does not give up ----

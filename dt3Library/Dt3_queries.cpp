@@ -133,6 +133,18 @@ Tet3* Dt3::locate(const Point3& q)
 	const Point3 query(q);
 	Tet3* pTet(startTetNear(query));
 	if(pTet == nullptr) return nullptr;
+	// A query outside the filters' range needs the wide-range mode for its
+	// walk, also in a mesh that does not; the guard switches it back, even
+	// when the walk throws.
+	struct WideRangeGuard
+	{
+		Dt3* pDt;
+		~WideRangeGuard()
+		{
+			if(pDt != nullptr) pDt->setWideRange(false);
+		}
+	} guard{!bWideRange && !inFilterRange(query) ? this : nullptr};
+	if(guard.pDt != nullptr) setWideRange(true);
 	const int result(locateComplete(&query, pTet));
 	if(result == -1 || result == -2) return pTet;
 	return nullptr;

@@ -56,6 +56,33 @@ TrelTest3::TrelTest3()
 	isperrboundC = (71.0 + 1408.0 * epsilon) * epsilon * epsilon;
 }
 
+Orientation3 TrelTest3::orientationUndecided(
+	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
+{
+	if(allInExponentRange<orientRangeLo, orientRangeHi>(a, b, c, d)) return orientationInRange(a, b, c, d, pStage);
+	return orientationWide(a, b, c, d, pStage);
+}
+
+SphereInclusion TrelTest3::sphereInclusionUndecided(const Point3* pa, const Point3* pb, const Point3* pc,
+	const Point3* pd, const Point3* q, PredicateStage* pStage) const
+{
+	if(allInExponentRange<sphereRangeLo, sphereRangeHi>(*pa, *pb, *pc, *pd, *q))
+		return sphereInclusionInRange(pa, pb, pc, pd, q, pStage);
+	return sphereInclusionWide(pa, pb, pc, pd, q, pStage);
+}
+
+Orientation3 TrelTest3::orientationOutOfLine(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const
+{
+	return orientation(*a, *b, *c, *d, nullptr);
+}
+
+SphereInclusion TrelTest3::sphereInclusionOutOfLine(const Tet3* tet, const Point3* q) const
+{
+	// The kernel has tried the quick acceptance already.
+	return sphereInclusionUndecided(tet->getCorner(0), tet->getCorner(1), tet->getCorner(2), tet->getCorner(3), q,
+		nullptr);
+}
+
 void TrelTest3::nullCellInFacetForm()
 {
 	goToHell("getOrientation3, pC==NULL");

@@ -7,13 +7,13 @@
 // adaptive and exact stages live out of line in TrelTest3.cpp. Internal to
 // the library.
 //
-// Range of exactness. Expansion arithmetic is exact only while no product
-// overflows and no nonzero product falls below the normal range (where
-// rounding stops being relative). With M the largest absolute coordinate and
-// m the smallest nonzero absolute coordinate of the points of one call:
-//  - orientation (degree 3) is exact for   2^-250 <= m  and  M <= 2^300
+// Range. The filters and the adaptive stages are exact only while no
+// product overflows and no nonzero product falls below the normal range
+// (where rounding stops being relative). With M the largest absolute
+// coordinate and m the smallest nonzero absolute coordinate of one call:
+//  - orientation (degree 3) is exact for   2^-250 <= m  and  M < 2^300
 //    (about 5.5e-76 to 2.0e+90);
-//  - sphere inclusion (degree 5) is exact for 2^-128 <= m and M <= 2^200
+//  - sphere inclusion (degree 5) is exact for 2^-128 <= m and M < 2^200
 //    (about 2.9e-39 to 1.6e+60).
 // Zero coordinates are always fine. Why these numbers: a coordinate of
 // magnitude at least m is a multiple of u = ulp(m) >= 2^-302 (resp. 2^-180),
@@ -26,14 +26,22 @@
 // permanent of the sphere test is below 4 * 3(2M)^2 * 6(2M)^3 < 2^1012, the
 // terms of the exact sphere stage (raw coordinates, degree 5) stay below
 // 2^1010 and no value that gets split (at most degree 4 there) comes near
-// 2^(1023-27); orientation terms stay below 2^910. Outside these ranges the
-// answers may be wrong; NaN and infinite coordinates are not checked.
+// 2^(1023-27); orientation terms stay below 2^910.
+//
+// Every entry point checks its coordinates against that range first (a few
+// bit operations). A call with a coordinate outside goes to the wide-range
+// path (TrelTest3_wide.cpp): scaled by one power of two into the range when
+// its nonzero coordinates span few enough binary orders, else evaluated
+// exactly in integers. So every answer is exact for all finite coordinates.
+// NaN and infinite coordinates are not checked; the kernel rejects them.
 #ifndef VORN3D_TRELTEST3_H
 #define VORN3D_TRELTEST3_H
 
 #include <algorithm>
 #include <cassert>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "Point3.h"
@@ -67,8 +75,44 @@ enum PredicateStage
 	STAGE_EXACT_INPUT = 2, ///< stage B with error-free differences: its estimate is final
 	STAGE_C = 3,           ///< first-order correction by the difference tails, bound C
 	STAGE_D = 4,           ///< exact: orientation's stage D, the sphere test's exact evaluation
-	STAGE_CORNER_GUARD = 5 ///< the sphere test's pointer check of the query against the corners
+	STAGE_CORNER_GUARD = 5, ///< the sphere test's pointer check of the query against the corners
+	STAGE_WIDE = 6          ///< integer evaluation of a call whose coordinates span too wide a range
 };
+
+/// Binary exponent ranges in which every stage of a predicate is exact: each
+/// coordinate zero or 2^lo <= |c| < 2^hi (see the comment at the top).
+const int orientRangeLo(-250), orientRangeHi(300);
+const int sphereRangeLo(-128), sphereRangeHi(200);
+
+/// True when v is zero or 2^LO <= |v| < 2^HI. Bit operations only: the
+/// biased exponent of a normal v is floor(log2 |v|) + 1023; subnormals have
+/// exponent field 0 and fail (LO is far above their range).
+template <int LO, int HI> inline bool inExponentRange(double v)
+{
+	static_assert(LO > -1022 && HI < 1024 && LO < HI, "a range of normal doubles");
+	uint64_t bits;
+	std::memcpy(&bits, &v, sizeof(bits));
+	const uint64_t biased((bits >> 52) & 0x7ff);
+	return ((bits << 1) == 0) | (biased - uint64_t(1023 + LO) < uint64_t(HI - LO));
+}
+
+template <int LO, int HI> inline bool pointInExponentRange(const Point3& p)
+{
+	return inExponentRange<LO, HI>(p.x()) & inExponentRange<LO, HI>(p.y()) & inExponentRange<LO, HI>(p.z());
+}
+
+/// The same for every point given; no branches.
+template <int LO, int HI, class... Points> inline bool allInExponentRange(const Points&... points)
+{
+	return (pointInExponentRange<LO, HI>(points) & ...);
+}
+
+/// True when p lies where both predicates are exact without the wide-range
+/// path: the range of the kernel's inline filters.
+inline bool inFilterRange(const Point3& p)
+{
+	return pointInExponentRange<sphereRangeLo, sphereRangeHi>(p);
+}
 
 class TrelTest3
 {
@@ -118,6 +162,12 @@ public:
 		return sphereInclusion(pa, pb, pc, pd, q, nullptr);
 	}
 
+	/// The same answers as getOrientation3 and sphereInclusionTest, never
+	/// inlined: the kernel's inline filters call these for the cases they
+	/// cannot decide, so that their hot code stays small.
+	Orientation3 orientationOutOfLine(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const;
+	SphereInclusion sphereInclusionOutOfLine(const Tet3* tet, const Point3* q) const;
+
 	/// Traced variants for tests and benchmarks: the same answers, plus the
 	/// stage that settled them.
 	Orientation3 getOrientation3Traced(
@@ -153,9 +203,27 @@ private:
 	/// Corners (a, b, c) of facet ith in the order that makes corner ith positive.
 	static const int aOrientedFacet[4][3];
 
+	/// The entries: the range check, then the filter, or the wide-range path.
 	inline Orientation3 orientation(
 		const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const;
 	inline SphereInclusion sphereInclusion(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
+		const Point3* q, PredicateStage* pStage) const;
+	/// Filter and adaptive stages, for coordinates in the range.
+	inline Orientation3 orientationInRange(
+		const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const;
+	inline SphereInclusion sphereInclusionInRange(const Point3* pa, const Point3* pb, const Point3* pc,
+		const Point3* pd, const Point3* q, PredicateStage* pStage) const;
+	/// What the entries' first filter leaves, out of line (TrelTest3.cpp):
+	/// the range check, then the stages for the range or the wide-range path.
+	Orientation3 orientationUndecided(
+		const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const;
+	SphereInclusion sphereInclusionUndecided(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
+		const Point3* q, PredicateStage* pStage) const;
+	/// The wide-range path (TrelTest3_wide.cpp): the same answers for calls
+	/// with a coordinate outside the range.
+	Orientation3 orientationWide(
+		const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const;
+	SphereInclusion sphereInclusionWide(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
 		const Point3* q, PredicateStage* pStage) const;
 
 	/// The adaptive orientation determinant (orient3d convention: the sign
@@ -175,12 +243,15 @@ private:
 	[[noreturn]] static void nullCellInFacetForm();
 };
 
-// Orientation filter: the determinant of a-d, b-d, c-d in doubles, trusted
-// when it beats o3derrboundA times the permanent (the same expression with
-// absolute values). The comparison is non-strict, so an all-zero permanent
-// with a zero determinant is decided here as coplanar.
-inline Orientation3 TrelTest3::orientation(
-	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
+// The orientation filter's quantities: the determinant of a-d, b-d, c-d in
+// doubles, its permanent (the same expression with absolute values) and the
+// sum of the absolute z differences.
+struct OrientTerms
+{
+	double det, permanent, sumAbsZ;
+};
+
+inline void orientTerms(const Point3& a, const Point3& b, const Point3& c, const Point3& d, OrientTerms& t)
 {
 	const double adx(a.x() - d.x());
 	const double bdx(b.x() - d.x());
@@ -199,14 +270,50 @@ inline Orientation3 TrelTest3::orientation(
 	const double adxbdy(adx * bdy);
 	const double bdxady(bdx * ady);
 
-	double det(adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady));
-	const double permanent((std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
-		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) +
-		(std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz));
-	const double errbound(o3derrboundA * permanent);
+	t.det = adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady);
+	t.permanent = (std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
+		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) + (std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz);
+	t.sumAbsZ = std::fabs(adz) + std::fabs(bdz) + std::fabs(cdz);
+}
+
+// The filter decides before any range check: its decision rests only on the
+// computed differences and products, not on the coordinates. An overflow
+// leaves an infinite or NaN bound, which is never trusted. An underflowing
+// product is off by at most 2^-1075 in absolute terms (sums and differences
+// of subnormals are exact); carried through a z factor and the final sums,
+// such errors move the determinant by less than sumAbsZ 2^-1073 + 2^-1072
+// and the bound by far less, so the margin sumAbsZ 2^-1070 + 2^-1068 on top
+// of o3derrboundA times the permanent covers them with room to spare. The
+// rare calls it leaves undecided take the range check.
+inline Orientation3 TrelTest3::orientation(
+	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
+{
+	OrientTerms t;
+	orientTerms(a, b, c, d, t);
+	const double errbound(o3derrboundA * t.permanent + (t.sumAbsZ * 0x1p-1070 + 0x1p-1068));
+	if(__builtin_expect((t.det >= errbound || -t.det >= errbound) && errbound < HUGE_VAL, 1))
+	{
+		if(pStage != nullptr) *pStage = STAGE_FILTER;
+		// orient3d is negative for our positive orientation.
+		return t.det < 0.0 ? ORIENTATION3_POSITIVE : ORIENTATION3_NEGATIVE;
+	}
+	return orientationUndecided(a, b, c, d, pStage);
+}
+
+// Orientation for coordinates in the range: the filter trusted when the
+// determinant beats o3derrboundA times the permanent, else the adaptive
+// stages. The comparison is non-strict, so an all-zero permanent with a
+// zero determinant is decided here as coplanar.
+inline Orientation3 TrelTest3::orientationInRange(
+	const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const
+{
+	OrientTerms t;
+	orientTerms(a, b, c, d, t);
+	double det(t.det);
+	const double errbound(o3derrboundA * t.permanent);
 	if(errbound > det && errbound > -det)
 	{
-		det = orient3dAdapt(a, b, c, d, permanent, pStage);
+		det = orient3dAdapt(a, b, c, d, t.permanent, pStage);
 	}
 	else if(pStage != nullptr)
 	{
@@ -355,11 +462,26 @@ inline double insphereQuickFactor(double isperrboundA)
 	return 576.0 * isperrboundA * isperrboundA * (1.0 + 0x1p-20);
 }
 
+// The quick acceptance checks its own range (insphereQuickAccept) and is
+// exact for any coordinates; everything it leaves takes the range check.
+inline SphereInclusion TrelTest3::sphereInclusion(const Point3* pa, const Point3* pb, const Point3* pc,
+	const Point3* pd, const Point3* q, PredicateStage* pStage) const
+{
+	InsphereTerms<double> t;
+	insphereTerms(*pa, *pb, *pc, *pd, *q, t);
+	if(__builtin_expect(insphereQuickAccept(t, insphereQuickFactor(isperrboundA)), 1))
+	{
+		if(pStage != nullptr) *pStage = STAGE_FILTER;
+		return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+	}
+	return sphereInclusionUndecided(pa, pb, pc, pd, q, pStage);
+}
+
 // Sphere filter: the lifted 4x4 determinant with q as the origin, trusted when
 // the quick test accepts it or when it reaches isperrboundA times its
 // permanent. The second comparison is non-strict on purpose: a zero
 // permanent accepts the zero determinant as SIC_INSIDE.
-inline SphereInclusion TrelTest3::sphereInclusion(const Point3* pa, const Point3* pb, const Point3* pc,
+inline SphereInclusion TrelTest3::sphereInclusionInRange(const Point3* pa, const Point3* pb, const Point3* pc,
 	const Point3* pd, const Point3* q, PredicateStage* pStage) const
 {
 	InsphereTerms<double> t;

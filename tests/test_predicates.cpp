@@ -133,7 +133,7 @@ std::string describe(const Point3& p)
 // against the oracle.
 struct StageTally
 {
-	long aCount[6] = {0, 0, 0, 0, 0, 0};
+	long aCount[7] = {0, 0, 0, 0, 0, 0, 0};
 	long numCases = 0;
 	long numMismatches = 0;
 
@@ -180,7 +180,7 @@ struct StageTally
 
 	void add(const StageTally& other)
 	{
-		for(int i = 0; i < 6; ++i) aCount[i] += other.aCount[i];
+		for(int i = 0; i < 7; ++i) aCount[i] += other.aCount[i];
 		numCases += other.numCases;
 		numMismatches += other.numMismatches;
 	}
@@ -190,7 +190,8 @@ struct StageTally
 		return "filter " + std::to_string(aCount[STAGE_FILTER]) + ", B " + std::to_string(aCount[STAGE_B]) +
 			", exact input " + std::to_string(aCount[STAGE_EXACT_INPUT]) + ", C " + std::to_string(aCount[STAGE_C]) +
 			", D/exact " + std::to_string(aCount[STAGE_D]) + ", corner guard " +
-			std::to_string(aCount[STAGE_CORNER_GUARD]) + " of " + std::to_string(numCases);
+			std::to_string(aCount[STAGE_CORNER_GUARD]) + ", wide " + std::to_string(aCount[STAGE_WIDE]) + " of " +
+			std::to_string(numCases);
 	}
 };
 
@@ -1102,4 +1103,93 @@ TEST(IntegerInput, HalfIntegerCoordinatesTakeTheExpansionsAndAgree)
 		EXPECT_EQ(tt.getOrientation3Traced(a, e, f, flat, stage), ORIENTATION3_COPLANAR);
 		EXPECT_EQ(stage, STAGE_EXACT_INPUT);
 	}
+}
+
+// ============================================== the whole range of doubles
+
+namespace {
+
+// Random sign, binary order uniform in [loOrder, hiOrder] (below -1022 the
+// value rounds to a subnormal), now and then zero.
+double anyOrder(Generator& gen, int loOrder, int hiOrder)
+{
+	if(gen.integer(0, 15) == 0) return 0.0;
+	const double v(std::ldexp(gen.uniform(1.0, 2.0), gen.integer(loOrder, hiOrder)));
+	return gen.coin() ? v : -v;
+}
+
+Point3 anyOrderPoint(Generator& gen, int loOrder, int hiOrder)
+{
+	return Point3(anyOrder(gen, loOrder, hiOrder), anyOrder(gen, loOrder, hiOrder), anyOrder(gen, loOrder, hiOrder));
+}
+
+// Scales each axis by its own power of two: orientation signs, coplanarity
+// included, survive (exactly, unless a value rounds into the subnormals).
+Point3 axisScaled(const Point3& p, const int aShift[3])
+{
+	return Point3(std::ldexp(p.x(), aShift[0]), std::ldexp(p.y(), aShift[1]), std::ldexp(p.z(), aShift[2]));
+}
+
+} // namespace
+
+// Orders from the subnormals to the largest doubles, within one call or
+// spread over the calls: independent points, narrow windows at any order,
+// and exactly or nearly coplanar sets with each axis scaled apart.
+TEST(OrientationPredicate, ExactForCoordinatesOfAnyOrder)
+{
+	Generator gen(61);
+	StageTally tally;
+	Point3 aPoint[4];
+	for(int n = 0; n < 8000; ++n)
+	{
+		const int family(n % 4), window(gen.integer(-1074, 1000));
+		if(family == 0) for(Point3& p : aPoint) p = anyOrderPoint(gen, -1080, 1023);
+		if(family == 1) for(Point3& p : aPoint) p = anyOrderPoint(gen, window - 40, std::min(window + 20, 1023));
+		if(family >= 2)
+		{
+			if(family == 2) gen.coplanarIntegers(aPoint);
+			else gen.nearlyCoplanar(aPoint, false);
+			gen.jiggleOne(aPoint, 4);
+			const int aShift[3] = {gen.integer(-1100, 960), gen.integer(-1100, 960), gen.integer(-1100, 960)};
+			for(Point3& p : aPoint) p = axisScaled(p, aShift);
+		}
+		tally.checkOrientation(aPoint[0], aPoint[1], aPoint[2], aPoint[3]);
+	}
+	EXPECT_EQ(tally.numMismatches, 0);
+	std::cout << "      stages: " << tally.summary() << std::endl;
+	EXPECT_GT(tally.aCount[STAGE_WIDE], 2000);
+	EXPECT_GT(tally.numCases - tally.aCount[STAGE_WIDE], 2000); // scaled into the range
+}
+
+// The same for the sphere test: independent points, narrow windows, sets
+// exactly on a sphere about the origin whose coordinates are of any orders
+// (signed permutations of one triple), rounded spheres scaled to any order,
+// and queries equal to a corner.
+TEST(SpherePredicate, ExactForCoordinatesOfAnyOrder)
+{
+	Generator gen(62);
+	StageTally tally;
+	Point3 aPoint[5];
+	for(int n = 0; n < 8000; ++n)
+	{
+		const int family(n % 4), window(gen.integer(-1074, 1000));
+		if(family == 0) for(Point3& p : aPoint) p = anyOrderPoint(gen, -1080, 1020);
+		if(family == 1) for(Point3& p : aPoint) p = anyOrderPoint(gen, window - 40, std::min(window + 20, 1020));
+		if(family == 2)
+			gen.signedPermutations(aPoint, anyOrder(gen, -1080, 1020), anyOrder(gen, -1080, 1020),
+				anyOrder(gen, -1080, 1020), 0.0);
+		if(family == 3)
+		{
+			gen.roundedSphere(aPoint, 1.0, 1.0);
+			const int shift(gen.integer(-1100, 1000));
+			for(Point3& p : aPoint) p = scaledPoint(p, shift);
+		}
+		gen.jiggleOne(aPoint, 5);
+		if(gen.integer(0, 9) == 0) aPoint[4] = aPoint[gen.integer(0, 3)];
+		tally.checkInclusion(aPoint[0], aPoint[1], aPoint[2], aPoint[3], aPoint[4]);
+	}
+	EXPECT_EQ(tally.numMismatches, 0);
+	std::cout << "      stages: " << tally.summary() << std::endl;
+	EXPECT_GT(tally.aCount[STAGE_WIDE], 2000);
+	EXPECT_GT(tally.numCases - tally.aCount[STAGE_WIDE], 2000);
 }
