@@ -1,0 +1,126 @@
+#!/usr/bin/env python3
+"""vorn3d.Delaunay against scipy.spatial.Delaunay: time, peak memory, agreement.
+
+Every run is a child process that makes the point set, then times
+``Delaunay(points).simplices`` (array conversion included) and reports its
+own peak resident memory; the parent alternates the two libraries round by
+round, keeps the median time and compares the cells of the last round.
+
+    make all
+    PYTHONPATH=build/release/python /usr/bin/python3 bench/python_vs_scipy.py [--runs 3] [--quick]
+"""
+import argparse
+import json
+import resource
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+import numpy as np
+
+SETS = {
+    "10^5 uniform in a cube": 100_000,
+    "10^6 uniform in a cube": 1_000_000,
+    "2*10^4 on a sphere": 20_000,
+    "100^3 integer grid": 100,
+}
+QUICK = {"10^5 uniform in a cube": 20_000, "10^6 uniform in a cube": 50_000,
+         "2*10^4 on a sphere": 2_000, "100^3 integer grid": 20}
+
+
+def make_points(name, size):
+    rng = np.random.default_rng(12345)
+    if "grid" in name:
+        return np.mgrid[0:size, 0:size, 0:size].reshape(3, -1).T.astype(np.float64)
+    if "sphere" in name:
+        v = rng.normal(size=(size, 3))
+        return v / np.linalg.norm(v, axis=1)[:, None]
+    return rng.random((size, 3))
+
+
+def child(library, name, size, out):
+    points = make_points(name, size)
+    if library == "vorn3d":
+        from vorn3d import Delaunay
+    else:
+        from scipy.spatial import Delaunay
+    start = time.perf_counter()
+    simplices = Delaunay(points).simplices
+    seconds = time.perf_counter() - start
+    peak_mib = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024
+    np.save(out, simplices)
+    print(json.dumps({"seconds": seconds, "peak_mib": peak_mib}))
+
+
+def run_child(library, name, size, out, limit):
+    """The child's report, or None when it ran past limit seconds."""
+    try:
+        result = subprocess.run([sys.executable, __file__, "--child", library, name, str(size), str(out)],
+                                check=True, capture_output=True, text=True, timeout=limit)
+    except subprocess.TimeoutExpired:
+        return None
+    return json.loads(result.stdout.strip().splitlines()[-1])
+
+
+def agreement(points, ours, theirs):
+    """Same cells as sets of sorted index quadruples; cells of zero volume."""
+    def as_set(s):
+        return np.unique(np.ascontiguousarray(np.sort(s, axis=1)).view(np.dtype((np.void, 16))).ravel())
+    common = len(np.intersect1d(as_set(ours), as_set(theirs), assume_unique=True))
+    same = common == len(ours) == len(theirs)
+
+    def flat(s):
+        p = points[s]
+        return int(np.count_nonzero(np.linalg.det(p[:, 1:] - p[:, :1]) == 0))
+    text = "same cells" if same else f"{len(theirs) - common} of scipy's cells not in vorn3d's"
+    return text, flat(ours), flat(theirs)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--runs", type=int, default=3)
+    parser.add_argument("--quick", action="store_true", help="small sets, to check the script")
+    parser.add_argument("--limit", type=float, default=900, help="seconds after which a run is stopped")
+    parser.add_argument("--only", help="run only the sets whose name contains this text")
+    parser.add_argument("--child", nargs=4, help=argparse.SUPPRESS)
+    args = parser.parse_args()
+    if args.child:
+        library, name, size, out = args.child
+        return child(library, name, int(size), out)
+
+    sets = QUICK if args.quick else SETS
+    print("| set | vorn3d s | scipy s | vorn3d / scipy | vorn3d peak MiB | scipy peak MiB | cells | "
+          "flat cells vorn3d / scipy | runs vorn3d; scipy (s) |")
+    print("|---|---|---|---|---|---|---|---|---|")
+    with tempfile.TemporaryDirectory() as tmp:
+        for name, size in sets.items():
+            if args.only and args.only not in name:
+                continue
+            runs, stopped = {"vorn3d": [], "scipy": []}, None
+            for _ in range(args.runs):
+                for library in runs:
+                    report = run_child(library, name, size, Path(tmp) / f"{library}.npy", args.limit)
+                    if report is None:
+                        stopped = library
+                        break
+                    runs[library].append(report)
+                if stopped:
+                    break
+            if stopped:
+                print(f"| {name} | {stopped} stopped after {args.limit:.0f} s |", flush=True)
+                continue
+            ours, theirs = (np.load(Path(tmp) / f"{lib}.npy") for lib in ("vorn3d", "scipy"))
+            same, flat_ours, flat_theirs = agreement(make_points(name, size), ours, theirs)
+            t = {lib: statistics.median(r["seconds"] for r in runs[lib]) for lib in runs}
+            m = {lib: max(r["peak_mib"] for r in runs[lib]) for lib in runs}
+            each = "; ".join(", ".join(f"{r['seconds']:.2f}" for r in runs[lib]) for lib in runs)
+            print(f"| {name} | {t['vorn3d']:.2f} | {t['scipy']:.2f} | {t['vorn3d'] / t['scipy']:.3f} | "
+                  f"{m['vorn3d']:.0f} | {m['scipy']:.0f} | {len(ours)} / {len(theirs)}: {same} | "
+                  f"{flat_ours} / {flat_theirs} | {each} |", flush=True)
+
+
+if __name__ == "__main__":
+    main()
