@@ -11,6 +11,8 @@
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <iostream>
 #include <limits>
@@ -229,6 +231,61 @@ private:
 	int32_t numPoints = 0;
 };
 
+/// The edges of a mesh as compressed rows: the vertices joined to vertex v
+/// by an edge are indices[indptr[v]:indptr[v + 1]], in increasing order.
+py::tuple vertexNeighbors(const py::array_t<int32_t, py::array::c_style | py::array::forcecast>& simplices,
+	int32_t numPoints)
+{
+	if(simplices.ndim() != 2 || simplices.shape(1) != 4) throw py::value_error("simplices must have shape (m, 4)");
+	if(numPoints < 0) throw py::value_error("npoints must not be negative");
+	const size_t numCorners(static_cast<size_t>(simplices.size()));
+	const int32_t* pCorner(simplices.data());
+	std::vector<int32_t> vIndptr(static_cast<size_t>(numPoints) + 1, 0), vIndices;
+	bool bInRange(true);
+	{
+		py::gil_scoped_release noGil;
+		// Bucket the three edges leaving each corner of each cell by their
+		// first vertex, then sort and deduplicate every bucket in place.
+		std::vector<size_t> vStart(vIndptr.size() + 1, 0);
+		for(size_t k = 0; k < numCorners; ++k)
+		{
+			if(pCorner[k] < 0 || pCorner[k] >= numPoints) bInRange = false;
+			else vStart[static_cast<size_t>(pCorner[k]) + 2] += 3;
+		}
+		if(bInRange)
+		{
+			for(size_t v = 2; v < vStart.size(); ++v) vStart[v] += vStart[v - 1];
+			vIndices.resize(3 * numCorners);
+			for(size_t k = 0; k < numCorners; ++k)
+			{
+				const int32_t* pCell(pCorner + (k & ~size_t(3)));
+				size_t& next(vStart[static_cast<size_t>(pCorner[k]) + 1]);
+				for(size_t j = 0; j < 4; ++j)
+					if(pCell[j] != pCorner[k]) vIndices[next++] = pCell[j];
+			}
+			// vStart[v + 1] is now the end of bucket v, vStart[v] its start.
+			size_t numKept(0);
+			for(size_t v = 0; v + 1 < vIndptr.size(); ++v)
+			{
+				std::sort(vIndices.begin() + static_cast<std::ptrdiff_t>(vStart[v]),
+					vIndices.begin() + static_cast<std::ptrdiff_t>(vStart[v + 1]));
+				int32_t previous(-1);
+				for(size_t i = vStart[v]; i < vStart[v + 1]; ++i)
+				{
+					if(vIndices[i] != previous) vIndices[numKept++] = previous = vIndices[i];
+				}
+				vIndptr[v + 1] = static_cast<int32_t>(numKept);
+			}
+			vIndices.resize(numKept);
+			vIndices.shrink_to_fit();
+		}
+	}
+	if(!bInRange) throw py::value_error("simplices hold an index outside [0, npoints)");
+	const py::ssize_t numIndices(static_cast<py::ssize_t>(vIndices.size()));
+	return py::make_tuple(toNumpy(std::move(vIndptr), {static_cast<py::ssize_t>(numPoints) + 1}),
+		toNumpy(std::move(vIndices), {numIndices}));
+}
+
 } // namespace
 
 PYBIND11_MODULE(_core, m)
@@ -244,4 +301,6 @@ PYBIND11_MODULE(_core, m)
 		.def("find_simplex", &Triangulation::findSimplex, py::arg("xi"),
 			"Cell number of each (n, 3) query row, -1 outside the hull.")
 		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.");
+	m.def("vertex_neighbors", &vertexNeighbors, py::arg("simplices"), py::arg("npoints"),
+		"(indptr, indices) of the edges of the cells in simplices.");
 }

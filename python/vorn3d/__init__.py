@@ -9,7 +9,7 @@ import warnings
 
 import numpy as np
 
-from ._core import DelaunayError, Triangulation, __version__
+from ._core import DelaunayError, Triangulation, __version__, vertex_neighbors
 
 DelaunayError.__module__ = __name__
 
@@ -18,8 +18,6 @@ __all__ = ["Delaunay", "DelaunayError", "__version__"]
 # Corners of the facet opposite corner i, ordered so that its right-hand
 # normal points out of a positively oriented cell.
 _FACET_CORNERS = np.array([[1, 2, 3], [0, 3, 2], [0, 1, 3], [0, 2, 1]])
-# The six edges of a cell as pairs of corner positions.
-_EDGES = np.array([[0, 1], [0, 2], [0, 3], [1, 2], [1, 3], [2, 3]])
 # Members derived from simplices and neighbors on first use.
 _DERIVED = ("vertex_to_simplex", "convex_hull", "vertex_neighbor_vertices", "coplanar")
 
@@ -152,12 +150,7 @@ class Delaunay:
     def vertex_neighbor_vertices(self):
         """(indptr, indices), int32: the vertices joined to vertex k by an
         edge of the mesh are ``indices[indptr[k]:indptr[k + 1]]``, sorted."""
-        first = self.simplices[:, _EDGES[:, 0]].ravel().astype(np.int64)
-        second = self.simplices[:, _EDGES[:, 1]].ravel().astype(np.int64)
-        pairs = np.unique(np.concatenate([first * self.npoints + second, second * self.npoints + first]))
-        source, target = np.divmod(pairs, self.npoints)
-        indptr = np.searchsorted(source, np.arange(self.npoints + 1))
-        return indptr.astype(np.int32), target.astype(np.int32)
+        return vertex_neighbors(self.simplices, self.npoints)
 
     @functools.cached_property
     def coplanar(self):
