@@ -4,7 +4,9 @@
 Every run is a child process that makes the point set, then times
 ``Delaunay(points).simplices`` (array conversion included) and reports its
 own peak resident memory; the parent alternates the two libraries round by
-round, keeps the median time and compares the cells of the last round.
+round, keeps the median time and compares the cells of the last round; for
+the degenerate sets it also counts, exactly, the facets that break the
+empty-sphere property.
 
     make all
     PYTHONPATH=build/release/python /usr/bin/python3 bench/python_vs_scipy.py [--runs 3] [--quick]
@@ -48,10 +50,11 @@ def child(library, name, size, out):
     else:
         from scipy.spatial import Delaunay
     start = time.perf_counter()
-    simplices = Delaunay(points).simplices
+    tri = Delaunay(points)
+    simplices = tri.simplices
     seconds = time.perf_counter() - start
     peak_mib = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024
-    np.save(out, simplices)
+    np.savez(out, simplices=simplices, neighbors=tri.neighbors)
     print(json.dumps({"seconds": seconds, "peak_mib": peak_mib}))
 
 
@@ -65,8 +68,40 @@ def run_child(library, name, size, out, limit):
     return json.loads(result.stdout.strip().splitlines()[-1])
 
 
+def exact_coordinates(points):
+    """The coordinates as integers with one common power-of-two scale: int64
+    for small integer sets, Python integers (object arrays) otherwise."""
+    if np.all(points == np.round(points)) and np.abs(points).max() < 2**10:
+        return points.astype(np.int64)
+    ratios = [v.as_integer_ratio() for v in points.ravel().tolist()]
+    scale = max(den for _, den in ratios)
+    return np.array([num * (scale // den) for num, den in ratios], dtype=object).reshape(points.shape)
+
+
+def empty_sphere_faults(exact, simplices, neighbors, chunk=1_000_000):
+    """Interior facets whose far corner lies strictly inside the circumsphere
+    of the cell on the other side, decided exactly."""
+    def det3(u, v, w):
+        return (u * np.cross(v, w)).sum(axis=1)
+    cell, facet = np.nonzero(neighbors >= 0)
+    faults = 0
+    for lo in range(0, len(cell), chunk):
+        c = cell[lo:lo + chunk]
+        n = neighbors[c, facet[lo:lo + chunk]]
+        e = exact[simplices[n, (neighbors[n] == c[:, None]).argmax(axis=1)]]
+        a, b, cc, d = (exact[simplices[c, j]] for j in range(4))
+        orient = det3(b - a, cc - a, d - a)
+        r = [p - e for p in (a, b, cc, d)]
+        lift = [(x * x).sum(axis=1) for x in r]
+        ins = (-lift[0] * det3(r[1], r[2], r[3]) + lift[1] * det3(r[0], r[2], r[3])
+               - lift[2] * det3(r[0], r[1], r[3]) + lift[3] * det3(r[0], r[1], r[2]))
+        faults += int(np.count_nonzero(ins * orient < 0))
+    return faults // 2    # each facet seen from both of its cells
+
+
 def agreement(points, ours, theirs):
-    """Same cells as sets of sorted index quadruples; cells of zero volume."""
+    """Same cells as sets of sorted index quadruples; cells of zero volume
+    (exactly zero for integer coordinates)."""
     def as_set(s):
         return np.unique(np.ascontiguousarray(np.sort(s, axis=1)).view(np.dtype((np.void, 16))).ravel())
     common = len(np.intersect1d(as_set(ours), as_set(theirs), assume_unique=True))
@@ -93,8 +128,8 @@ def main():
 
     sets = QUICK if args.quick else SETS
     print("| set | vorn3d s | scipy s | vorn3d / scipy | vorn3d peak MiB | scipy peak MiB | cells | "
-          "flat cells vorn3d / scipy | runs vorn3d; scipy (s) |")
-    print("|---|---|---|---|---|---|---|---|---|")
+          "flat cells vorn3d / scipy | empty-sphere faults vorn3d / scipy | runs vorn3d; scipy (s) |")
+    print("|---|---|---|---|---|---|---|---|---|---|")
     with tempfile.TemporaryDirectory() as tmp:
         for name, size in sets.items():
             if args.only and args.only not in name:
@@ -102,7 +137,7 @@ def main():
             runs, stopped = {"vorn3d": [], "scipy": []}, None
             for _ in range(args.runs):
                 for library in runs:
-                    report = run_child(library, name, size, Path(tmp) / f"{library}.npy", args.limit)
+                    report = run_child(library, name, size, Path(tmp) / f"{library}.npz", args.limit)
                     if report is None:
                         stopped = library
                         break
@@ -112,14 +147,20 @@ def main():
             if stopped:
                 print(f"| {name} | {stopped} stopped after {args.limit:.0f} s |", flush=True)
                 continue
-            ours, theirs = (np.load(Path(tmp) / f"{lib}.npy") for lib in ("vorn3d", "scipy"))
-            same, flat_ours, flat_theirs = agreement(make_points(name, size), ours, theirs)
+            ours, theirs = (np.load(Path(tmp) / f"{lib}.npz") for lib in ("vorn3d", "scipy"))
+            points = make_points(name, size)
+            same, flat_ours, flat_theirs = agreement(points, ours["simplices"], theirs["simplices"])
+            faults = "not counted"
+            if "uniform" not in name:
+                exact = exact_coordinates(points)
+                faults = " / ".join(str(empty_sphere_faults(exact, m["simplices"], m["neighbors"]))
+                                    for m in (ours, theirs))
             t = {lib: statistics.median(r["seconds"] for r in runs[lib]) for lib in runs}
             m = {lib: max(r["peak_mib"] for r in runs[lib]) for lib in runs}
             each = "; ".join(", ".join(f"{r['seconds']:.2f}" for r in runs[lib]) for lib in runs)
             print(f"| {name} | {t['vorn3d']:.2f} | {t['scipy']:.2f} | {t['vorn3d'] / t['scipy']:.3f} | "
-                  f"{m['vorn3d']:.0f} | {m['scipy']:.0f} | {len(ours)} / {len(theirs)}: {same} | "
-                  f"{flat_ours} / {flat_theirs} | {each} |", flush=True)
+                  f"{m['vorn3d']:.0f} | {m['scipy']:.0f} | {len(ours['simplices'])} / {len(theirs['simplices'])}: "
+                  f"{same} | {flat_ours} / {flat_theirs} | {faults} | {each} |", flush=True)
 
 
 if __name__ == "__main__":
