@@ -13,7 +13,8 @@ if(TARGET vorn3d_core)
   add_test(NAME python.pip_install
     COMMAND ${CMAKE_COMMAND} -DSOURCE_DIR=${CMAKE_SOURCE_DIR} -DWORK_DIR=${CMAKE_CURRENT_BINARY_DIR}/pip_install
       -DPYTHON=${VORN3D_PYTHON} -P ${CMAKE_CURRENT_SOURCE_DIR}/python/pipInstall.cmake)
-  set_tests_properties(python.pip_install PROPERTIES TIMEOUT 900)
+  # A whole Release build of the library: minutes on a busy machine.
+  set_tests_properties(python.pip_install PROPERTIES TIMEOUT 1800)
 else()
   foreach(name python.pytest example.python_delaunay_demo python.pip_install)
     add_test(NAME ${name} COMMAND ${CMAKE_COMMAND} -E echo
