@@ -26,10 +26,10 @@ SETS = {
     "10^5 uniform in a cube": 100_000,
     "10^6 uniform in a cube": 1_000_000,
     "2*10^4 on a sphere": 20_000,
-    "100^3 integer grid": 100,
+    "50^3 integer grid": 50,
 }
 QUICK = {"10^5 uniform in a cube": 20_000, "10^6 uniform in a cube": 50_000,
-         "2*10^4 on a sphere": 2_000, "100^3 integer grid": 20}
+         "2*10^4 on a sphere": 2_000, "50^3 integer grid": 20}
 
 
 def make_points(name, size):
