@@ -87,15 +87,18 @@ class Delaunay:
             raise DelaunayError(f"all {len(points)} points lie in one plane: no tetrahedron exists")
 
     def _start(self, points):
-        self._mesh = Triangulation(self._verbose)
-        self._points = np.empty((0, 3))
-        self._representative = np.empty(0, dtype=np.int32)
-        self._insert(points)
+        self._add(Triangulation(self._verbose), np.empty((0, 3)), np.empty(0, dtype=np.int32), points)
 
     def _insert(self, points):
-        representative, self._simplices, self._neighbors = self._mesh.insert(points)
-        self._points = np.concatenate([self._points, points]) if len(self._points) else points
-        self._representative = np.concatenate([self._representative, representative])
+        self._add(self._mesh, self._points, self._representative, points)
+
+    def _add(self, mesh, old_points, old_representative, points):
+        # The library rejects bad input whole, before any change: keep the
+        # members as they are until it has accepted the points.
+        representative, simplices, neighbors = mesh.insert(points)
+        self._mesh, self._simplices, self._neighbors = mesh, simplices, neighbors
+        self._points = np.concatenate([old_points, points]) if len(old_points) else points
+        self._representative = np.concatenate([old_representative, representative])
         for name in _DERIVED:
             self.__dict__.pop(name, None)
 

@@ -142,9 +142,10 @@ def test_incremental_insertion_numbers_points_after_the_earlier_ones():
     assert d.coplanar[:, [0, 2]].tolist() == [[500, 5], [501, 7], [502, 5]]
     assert len(d.vertex_to_simplex) == 503 and len(d.vertex_neighbor_vertices[0]) == 504
     before = d.simplices.copy()
-    with pytest.raises(ValueError, match="non-finite coordinate in input point 1$"):
-        d.add_points([[0.5, 0.5, 0.5], [np.inf, 0, 0]])
-    assert (d.simplices == before).all() and d.npoints == 503
+    for restart, position in ((False, 1), (True, 504)):
+        with pytest.raises(ValueError, match=f"non-finite coordinate in input point {position}$"):
+            d.add_points([[0.5, 0.5, 0.5], [np.inf, 0, 0]], restart=restart)
+        assert (d.simplices == before).all() and d.npoints == 503
     d.add_points(RNG.random((10, 3)), restart=True)
     distinct = np.delete(np.arange(513), [500, 501, 502])
     assert cell_sets(d.simplices) == cell_sets(distinct[ScipyDelaunay(d.points[distinct]).simplices])
