@@ -1,0 +1,199 @@
+"""Exact Delaunay tetrahedralisation of 3D points.
+
+``vorn3d.Delaunay`` has the names, shapes, dtypes and meaning of the 3D
+members of ``scipy.spatial.Delaunay`` that it offers, and decides every
+orientation and insphere test exactly for the given double coordinates.
+"""
+import functools
+import warnings
+
+import numpy as np
+
+from ._core import DelaunayError, Triangulation, __version__, vertex_neighbors
+
+DelaunayError.__module__ = __name__
+
+__all__ = ["Delaunay", "DelaunayError", "__version__"]
+
+# Corners of the facet opposite corner i, ordered so that its right-hand
+# normal points out of a positively oriented cell.
+_FACET_CORNERS = np.array([[1, 2, 3], [0, 3, 2], [0, 1, 3], [0, 2, 1]])
+# Members derived from simplices and neighbors on first use.
+_DERIVED = ("vertex_to_simplex", "convex_hull", "vertex_neighbor_vertices", "coplanar")
+
+
+def _as_coordinates(values, name, rows_only):
+    """values as a C-contiguous float64 array of shape (..., 3), or (n, 3)
+    when rows_only; ValueError otherwise."""
+    with warnings.catch_warnings():
+        # Complex input would silently lose its imaginary part.
+        warnings.simplefilter("error")
+        try:
+            array = np.array(values, dtype=np.float64, order="C")
+        except (TypeError, ValueError, Warning) as exc:
+            raise ValueError(f"{name} cannot be converted to float64: {exc}") from None
+    if array.ndim == 0 or array.shape[-1] != 3 or (rows_only and array.ndim != 2):
+        shape = "(n, 3)" if rows_only else "(..., 3)"
+        raise ValueError(f"{name} must have shape {shape}, got {array.shape}")
+    return array
+
+
+def _as_points(values):
+    return _as_coordinates(values, "points", rows_only=True)
+
+
+class Delaunay:
+    """Delaunay tetrahedralisation of 3D points, computed exactly.
+
+    A stand-in for ``scipy.spatial.Delaunay`` in three dimensions: the
+    members below have scipy's names, shapes, dtypes and meaning.
+
+    Parameters
+    ----------
+    points : array_like, shape (npoints, 3)
+        Coordinates, converted to float64.
+    incremental : bool
+        Allow ``add_points`` until ``close`` is called.
+    verbose : bool
+        Let the library's progress lines through to standard output
+        (silenced otherwise).
+
+    Raises
+    ------
+    ValueError
+        ``points`` cannot be converted to an (n, 3) float64 array, or holds
+        a NaN or infinite coordinate (the message names the input point).
+    DelaunayError
+        A ``RuntimeError`` subclass, as scipy raises ``QhullError``: fewer
+        than four points, or all points in one plane, so that no
+        tetrahedron exists; also any failure inside the library.
+
+    Notes
+    -----
+    Points with equal coordinates form one vertex, named by the first input
+    index that has them; the others are listed in ``coplanar``. The GIL is
+    released while points are inserted and located.
+    """
+
+    def __init__(self, points, incremental=False, verbose=False):
+        points = _as_points(points)
+        self._verbose = bool(verbose)
+        self._incremental = bool(incremental)
+        self._closed = False
+        self._start(points)
+        if not self._mesh.is_3d:
+            if len(points) < 4:
+                raise DelaunayError(f"at least 4 points are needed, got {len(points)}")
+            raise DelaunayError(f"all {len(points)} points lie in one plane: no tetrahedron exists")
+
+    def _start(self, points):
+        self._add(Triangulation(self._verbose), np.empty((0, 3)), np.empty(0, dtype=np.int32), points)
+
+    def _insert(self, points):
+        self._add(self._mesh, self._points, self._representative, points)
+
+    def _add(self, mesh, old_points, old_representative, points):
+        # The library rejects bad input whole, before any change: keep the
+        # members as they are until it has accepted the points.
+        representative, simplices, neighbors = mesh.insert(points)
+        self._mesh, self._simplices, self._neighbors = mesh, simplices, neighbors
+        self._points = np.concatenate([old_points, points]) if len(old_points) else points
+        self._representative = np.concatenate([old_representative, representative])
+        for name in _DERIVED:
+            self.__dict__.pop(name, None)
+
+    @property
+    def points(self):
+        """(npoints, 3) float64: the input points as given, in input order."""
+        return self._points
+
+    @property
+    def npoints(self):
+        """Number of input points, duplicates included."""
+        return len(self._points)
+
+    @property
+    def ndim(self):
+        """Dimension of the space: 3."""
+        return 3
+
+    @property
+    def simplices(self):
+        """(nsimplex, 4) int32: the input indices of each cell's corners, in
+        positive orientation (det[p1 - p0, p2 - p0, p3 - p0] > 0)."""
+        return self._simplices
+
+    @property
+    def nsimplex(self):
+        """Number of tetrahedra."""
+        return len(self._simplices)
+
+    @property
+    def neighbors(self):
+        """(nsimplex, 4) int32: ``neighbors[s, i]`` is the cell across the
+        facet opposite corner i of cell s, -1 on the convex hull."""
+        return self._neighbors
+
+    @functools.cached_property
+    def vertex_to_simplex(self):
+        """(npoints,) int32: a cell that has the point as a corner; -1 for
+        points that are no vertex (the duplicates listed in ``coplanar``)."""
+        lookup = np.full(self.npoints, -1, dtype=np.int32)
+        lookup[self.simplices.ravel()] = np.repeat(np.arange(self.nsimplex, dtype=np.int32), 4)
+        return lookup
+
+    @functools.cached_property
+    def convex_hull(self):
+        """(nfacets, 3) int32: the facets without a neighbour cell, each
+        ordered so that its right-hand normal points out of the hull."""
+        cell, corner = np.nonzero(self.neighbors == -1)
+        return self.simplices[cell[:, None], _FACET_CORNERS[corner]]
+
+    @functools.cached_property
+    def vertex_neighbor_vertices(self):
+        """(indptr, indices), int32: the vertices joined to vertex k by an
+        edge of the mesh are ``indices[indptr[k]:indptr[k + 1]]``, sorted."""
+        return vertex_neighbors(self.simplices, self.npoints)
+
+    @functools.cached_property
+    def coplanar(self):
+        """(ncoplanar, 3) int32: the input points that are no vertex, being
+        exact duplicates of an earlier point, as rows (point index, a cell
+        with the vertex that stands for it, that vertex's index)."""
+        duplicate = np.flatnonzero(self._representative != np.arange(self.npoints))
+        vertex = self._representative[duplicate]
+        rows = np.column_stack([duplicate, self.vertex_to_simplex[vertex], vertex])
+        return rows.astype(np.int32).reshape(-1, 3)
+
+    def find_simplex(self, xi, bruteforce=False, tol=None):
+        """The cell that contains each query point.
+
+        ``xi`` is any (..., 3) array; the result is an int32 array of shape
+        ``xi.shape[:-1]`` with -1 for points outside the convex hull (and for
+        NaN or infinite queries). A point on a facet, edge or vertex gets one
+        of the cells that hold it. The location walk is exact, so
+        ``bruteforce`` and ``tol`` (kept for scipy's signature) are ignored.
+        """
+        queries = _as_coordinates(xi, "xi", rows_only=False)
+        return self._mesh.find_simplex(queries.reshape(-1, 3)).reshape(queries.shape[:-1])
+
+    def add_points(self, points, restart=False):
+        """Inserts more points (only with ``incremental=True``, before
+        ``close``). They are numbered after the existing ones, and every
+        member is updated; ``restart=True`` tetrahedralises all points anew.
+        A NaN or infinite coordinate raises ValueError and leaves the
+        triangulation as it was."""
+        if not self._incremental:
+            raise RuntimeError("add_points needs a Delaunay made with incremental=True")
+        if self._closed:
+            raise RuntimeError("add_points after close(): the triangulation takes no more points")
+        points = _as_points(points)
+        if restart:
+            self._start(np.concatenate([self.points, points]))
+        else:
+            self._insert(points)
+
+    def close(self):
+        """Ends incremental mode: ``add_points`` raises from now on. The
+        arrays and ``find_simplex`` stay usable."""
+        self._closed = True
