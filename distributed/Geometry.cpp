@@ -1,0 +1,153 @@
+#include "Geometry.h"
+
+#include <cfloat>
+#include <cmath>
+#include <limits>
+
+namespace vorn3dmpi {
+
+namespace {
+
+// Safety factor on the unit round-off: each bound below counts a handful of
+// roundings; 64 leaves a wide margin for the ones not counted one by one.
+constexpr double ERR = 64.0 * DBL_EPSILON;
+constexpr double INF = std::numeric_limits<double>::infinity();
+
+inline void sub(const double* p, const double* q, double* r)
+{
+	r[0] = p[0] - q[0];
+	r[1] = p[1] - q[1];
+	r[2] = p[2] - q[2];
+}
+inline void cross(const double* p, const double* q, double* r)
+{
+	r[0] = p[1] * q[2] - p[2] * q[1];
+	r[1] = p[2] * q[0] - p[0] * q[2];
+	r[2] = p[0] * q[1] - p[1] * q[0];
+}
+inline double dot(const double* p, const double* q)
+{
+	return p[0] * q[0] + p[1] * q[1] + p[2] * q[2];
+}
+inline double norm(const double* p)
+{
+	return std::sqrt(dot(p, p));
+}
+// Slack for comparing a distance computed from coordinates of size about
+// scale against a radius.
+inline double roundingSlack(const Ball& ball)
+{
+	return ERR * (std::fabs(ball.c[0]) + std::fabs(ball.c[1]) + std::fabs(ball.c[2]) + ball.radius);
+}
+
+} // namespace
+
+Ball enclosingCircumball(const double* a, const double* b, const double* c, const double* d)
+{
+	double u[3], v[3], w[3], vw[3], wu[3], uv[3];
+	sub(b, a, u);
+	sub(c, a, v);
+	sub(d, a, w);
+	cross(v, w, vw);
+	cross(w, u, wu);
+	cross(u, v, uv);
+	const double lu(norm(u)), lv(norm(v)), lw(norm(w));
+	const double det(dot(u, vw));
+	const double errDet(ERR * lu * lv * lw);
+	Ball ball{{0.0, 0.0, 0.0}, INF};
+	if(!(std::fabs(det) > 4.0 * errDet)) return ball; // too flat to bound
+	const double u2(dot(u, u)), v2(dot(v, v)), w2(dot(w, w));
+	double x[3];
+	for(int i = 0; i < 3; ++i) x[i] = u2 * vw[i] + v2 * wu[i] + w2 * uv[i];
+	const double lenX(norm(x));
+	const double errX(ERR * lu * lv * lw * (lu + lv + lw));
+	// x / (2 det) is the offset of the centre from a; the true offset differs
+	// by at most delta.
+	const double denom(2.0 * (std::fabs(det) - errDet));
+	const double delta((errX + lenX * errDet / (std::fabs(det) - errDet)) / denom);
+	double offsetLen(0.0);
+	for(int i = 0; i < 3; ++i)
+	{
+		const double xi(x[i] / (2.0 * det));
+		ball.c[i] = a[i] + xi;
+		offsetLen += xi * xi;
+	}
+	offsetLen = std::sqrt(offsetLen);
+	const double scale(std::fabs(a[0]) + std::fabs(a[1]) + std::fabs(a[2]) + offsetLen);
+	ball.radius = (offsetLen + 2.0 * delta + ERR * scale) * (1.0 + ERR);
+	return ball;
+}
+
+bool ballMeetsBox(const Ball& ball, const Box& box)
+{
+	if(box.lo[0] > box.hi[0] || box.lo[1] > box.hi[1] || box.lo[2] > box.hi[2]) return false;
+	if(std::isinf(ball.radius)) return true;
+	double dist2(0.0);
+	for(int i = 0; i < 3; ++i)
+	{
+		const double gap(ball.c[i] < box.lo[i] ? box.lo[i] - ball.c[i] : (ball.c[i] > box.hi[i] ? ball.c[i] - box.hi[i] : 0.0));
+		dist2 += gap * gap;
+	}
+	const double r(ball.radius + roundingSlack(ball));
+	return dist2 <= r * r;
+}
+
+bool ballContains(const Ball& ball, const double* p)
+{
+	if(std::isinf(ball.radius)) return true;
+	double q[3];
+	sub(p, ball.c, q);
+	const double r(ball.radius + roundingSlack(ball));
+	return dot(q, q) <= r * r;
+}
+
+GrowingSphere::GrowingSphere(const double* a, const double* b, const double* c)
+{
+	double u[3], v[3], nv[3], un[3];
+	sub(b, a, u);
+	sub(c, a, v);
+	cross(u, v, n_);
+	cross(n_, v, nv);
+	cross(u, n_, un);
+	const double u2(dot(u, u)), v2(dot(v, v));
+	for(int i = 0; i < 3; ++i)
+	{
+		a_[i] = a[i];
+		g_[i] = u2 * nv[i] + v2 * un[i];
+	}
+	const double lu(std::sqrt(u2)), lv(std::sqrt(v2));
+	lenUV_ = lu * lv;
+	magG_ = lenUV_ * lenUV_ * (lu + lv);
+}
+
+bool GrowingSphere::keyInterval(const double* p, double& lo, double& hi) const
+{
+	// With w = p - a the centre of the sphere through a, b, c, p lies at
+	// height (g.w + |w|^2 |n|^2) / (2 n.w |n|) above the facet's plane.
+	double w[3];
+	sub(p, a_, w);
+	const double lw(norm(w));
+	const double side(dot(n_, w));
+	const double errSide(ERR * lenUV_ * lw);
+	if(side < -errSide) return false;
+	const double num(dot(g_, w) + dot(w, w) * dot(n_, n_));
+	const double errNum(ERR * (magG_ * lw + lenUV_ * lenUV_ * lw * lw));
+	const double numLo(num - errNum), numHi(num + errNum);
+	const double sideHi(side + errSide);
+	if(!(sideHi > 0.0)) return false;
+	if(side - errSide <= 0.0)
+	{
+		// Nearly on the plane: the key may be anywhere beyond numLo / sideHi.
+		lo = numLo < 0.0 ? -INF : numLo / sideHi;
+		hi = INF;
+		return true;
+	}
+	const double sideLo(side - errSide);
+	lo = numLo < 0.0 ? numLo / sideLo : numLo / sideHi;
+	hi = numHi < 0.0 ? numHi / sideHi : numHi / sideLo;
+	lo -= std::fabs(lo) * ERR;
+	hi += std::fabs(hi) * ERR;
+	return true;
+}
+
+} // namespace vorn3dmpi
