@@ -18,6 +18,8 @@ namespace {
 // A record is a point in messages: x, y, z and the global index (exact as a
 // double up to 2^53).
 constexpr size_t REC = 4;
+// The most points one answer to a ball query carries.
+constexpr size_t MAX_ANSWER = 64;
 
 // Corners of facet i (the one opposite corner i) in the order whose normal
 // (b-a)x(c-a) points out of a positively oriented cell.
@@ -165,7 +167,7 @@ private:
 };
 
 DistributedMesh::DistributedMesh(MPI_Comm comm_, const std::vector<Box>& vBoxes_):
-	comm(comm_), rank(0), size(1), vBoxes(vBoxes_), pGrid(nullptr), maxSeenId(std::numeric_limits<int>::min()),
+	comm(comm_), rank(0), size(1), vBoxes(vBoxes_), fetched{{0.0, 0.0, 0.0}, {-1.0, -1.0, -1.0}}, pGrid(nullptr), maxSeenId(std::numeric_limits<int>::min()),
 	numUnbounded(0)
 {
 	MPI_Comm_rank(comm, &rank);
@@ -272,30 +274,42 @@ long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const s
 	return static_cast<long>(vHullOwner.size());
 }
 
-void DistributedMesh::appendIfUnsent(int q, size_t i, std::vector<double>& vReply)
-{
-	std::vector<char>& vSent(vSentTo[static_cast<size_t>(q)]);
-	if(vSent.empty()) vSent.assign(vOwnRecords.size() / REC, 0);
-	if(vSent[i]) return;
-	vSent[i] = 1;
-	vReply.insert(vReply.end(), &vOwnRecords[REC * i], &vOwnRecords[REC * i] + REC);
-}
-
-void DistributedMesh::answerBall(int q, const Ball& ball, std::vector<double>& vReply)
+bool DistributedMesh::answerBall(int q, const Ball& ball, bool bLimited, std::vector<double>& vReply)
 {
 	const double inf(std::numeric_limits<double>::infinity());
 	Box box{{-inf, -inf, -inf}, {inf, inf, inf}};
-	if(!std::isinf(ball.radius))
+	const double r(reach(ball));
+	if(!std::isinf(r))
 	{
 		for(int a = 0; a < 3; ++a)
 		{
-			box.lo[a] = ball.c[a] - ball.radius * (1.0 + 1e-9);
-			box.hi[a] = ball.c[a] + ball.radius * (1.0 + 1e-9);
+			box.lo[a] = ball.c[a] - r;
+			box.hi[a] = ball.c[a] + r;
 		}
 	}
+	std::vector<char>& vSent(sentTo(q));
+	std::vector<std::pair<double, size_t>> vFound;
 	pGrid->visitBox(box, [&](size_t i) {
-		if(ballContains(ball, &vOwnRecords[REC * i])) appendIfUnsent(q, i, vReply);
+		const double* p(&vOwnRecords[REC * i]);
+		if(vSent[i] || !ballContains(ball, p)) return;
+		const double dx(p[0] - ball.c[0]), dy(p[1] - ball.c[1]), dz(p[2] - ball.c[2]);
+		vFound.emplace_back(dx * dx + dy * dy + dz * dz, i);
 	});
+	// A large sphere (a flat cell near the hull) may hold many points; any
+	// one of them removes the cell, so the deepest few go now, and the cell
+	// asks once more, for all the rest, if it survives them.
+	const bool bTruncated(bLimited && vFound.size() > MAX_ANSWER);
+	if(bTruncated)
+	{
+		std::partial_sort(vFound.begin(), vFound.begin() + MAX_ANSWER, vFound.end());
+		vFound.resize(MAX_ANSWER);
+	}
+	for(const auto& found : vFound)
+	{
+		vSent[found.second] = 1;
+		vReply.insert(vReply.end(), &vOwnRecords[REC * found.second], &vOwnRecords[REC * found.second] + REC);
+	}
+	return bTruncated;
 }
 
 void DistributedMesh::answerBox(int q, const Box& box, std::vector<double>& vReply)
@@ -306,8 +320,18 @@ void DistributedMesh::answerBox(int q, const Box& box, std::vector<double>& vRep
 		{
 			if(p[a] < box.lo[a] || p[a] > box.hi[a]) return;
 		}
-		appendIfUnsent(q, i, vReply);
+		std::vector<char>& vSent(sentTo(q));
+		if(vSent[i]) return;
+		vSent[i] = 1;
+		vReply.insert(vReply.end(), p, p + REC);
 	});
+}
+
+std::vector<char>& DistributedMesh::sentTo(int q)
+{
+	std::vector<char>& vSent(vSentTo[static_cast<size_t>(q)]);
+	if(vSent.empty()) vSent.assign(vOwnRecords.size() / REC, 0);
+	return vSent;
 }
 
 long DistributedMesh::exchangeGhostLayer()
@@ -333,6 +357,7 @@ long DistributedMesh::exchangeGhostLayer()
 		const double width(2.5 * spacing);
 		const Box layer{{own.lo[0] - width, own.lo[1] - width, own.lo[2] - width},
 			{own.hi[0] + width, own.hi[1] + width, own.hi[2] + width}};
+		fetched = layer;
 		for(int q = 0; q < size; ++q)
 		{
 			const Box& other(vBoxes[q]);
@@ -388,15 +413,38 @@ long DistributedMesh::certifyRound()
 {
 	std::vector<Tet3*> vTets;
 	dt.getTetrahedra(vTets);
-	std::vector<std::vector<double>> vQueries(static_cast<size_t>(size));
-	std::vector<double> vAdd;
-	std::vector<int> vAddOwner;
+	// Cells older than the last round were certified then, except those
+	// whose answer was cut short and that are still there.
+	std::vector<Tet3*> vWork;
 	int newMax(maxSeenId);
-	for(const Tet3* pTet : vTets)
+	for(Tet3* pTet : vTets)
 	{
-		// Cells older than the last round were certified then.
 		if(pTet->getID() <= maxSeenId) continue;
 		newMax = std::max(newMax, pTet->getID());
+		vWork.push_back(pTet);
+	}
+	maxSeenId = newMax;
+	const size_t numNew(vWork.size());
+	std::vector<Tet3*> vAround;
+	for(const Corners& cell : vRetry)
+	{
+		vAround.clear();
+		dt.getTetsAroundVertex(cell[0], vAround);
+		for(Tet3* pTet : vAround)
+		{
+			if(pTet->hasVertex(cell[1]) && pTet->hasVertex(cell[2]) && pTet->hasVertex(cell[3])) vWork.push_back(pTet);
+		}
+	}
+	vRetry.clear();
+
+	std::vector<std::vector<double>> vQueries(static_cast<size_t>(size));
+	std::vector<std::vector<Corners>> vAsked(static_cast<size_t>(size));
+	std::vector<double> vAdd;
+	std::vector<int> vAddOwner;
+	for(size_t w = 0; w < vWork.size(); ++w)
+	{
+		const Tet3* pTet(vWork[w]);
+		const bool bRetry(w >= numNew);
 		bool aOwned[4];
 		double aXyz[4][3];
 		for(int i = 0; i < 4; ++i)
@@ -407,10 +455,13 @@ long DistributedMesh::certifyRound()
 		if(!(aOwned[0] || aOwned[1] || aOwned[2] || aOwned[3])) continue;
 		const Ball ball(enclosingCircumball(aXyz[0], aXyz[1], aXyz[2], aXyz[3]));
 		if(std::isinf(ball.radius)) ++numUnbounded;
-		for(int q = 0; q < size; ++q)
+		// Every point of the ghost layer is here already.
+		const bool bFetched(ballInsideBox(ball, fetched));
+		for(int q = 0; q < size && !bFetched; ++q)
 		{
-			if(q != rank && ballMeetsBox(ball, vBoxes[q]))
-				vQueries[q].insert(vQueries[q].end(), {ball.c[0], ball.c[1], ball.c[2], ball.radius});
+			if(q == rank || !ballMeetsBox(ball, vBoxes[q])) continue;
+			vQueries[q].insert(vQueries[q].end(), {ball.c[0], ball.c[1], ball.c[2], ball.radius, bRetry ? 0.0 : 1.0});
+			vAsked[q].push_back(Corners{{pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)}});
 		}
 		for(int i = 0; i < 4; ++i)
 		{
@@ -419,22 +470,27 @@ long DistributedMesh::certifyRound()
 				collectBeyond(aXyz[f[0]], aXyz[f[1]], aXyz[f[2]], vAdd, vAddOwner);
 		}
 	}
-	maxSeenId = newMax;
 
 	std::vector<int> vCounts;
 	const std::vector<double> vIn(exchange(comm, vQueries, vCounts));
-	std::vector<std::vector<double>> vReplies(static_cast<size_t>(size));
+	std::vector<std::vector<double>> vReplies(static_cast<size_t>(size)), vCut(static_cast<size_t>(size));
 	size_t at(0);
 	for(int q = 0; q < size; ++q)
 	{
-		for(int k = 0; k < vCounts[q]; k += 4, at += 4)
+		for(int k = 0; k < vCounts[q] / 5; ++k, at += 5)
 		{
 			const Ball ball{{vIn[at], vIn[at + 1], vIn[at + 2]}, vIn[at + 3]};
-			answerBall(q, ball, vReplies[q]);
+			if(answerBall(q, ball, vIn[at + 4] != 0.0, vReplies[q])) vCut[q].push_back(k);
 		}
 	}
 	std::vector<double> vPoints(exchange(comm, vReplies, vCounts));
 	std::vector<int> vOwner(ownersOf(vCounts));
+	const std::vector<double> vCutIn(exchange(comm, vCut, vCounts));
+	at = 0;
+	for(int q = 0; q < size; ++q)
+	{
+		for(int k = 0; k < vCounts[q]; ++k, ++at) vRetry.push_back(vAsked[q][static_cast<size_t>(vCutIn[at])]);
+	}
 	vPoints.insert(vPoints.end(), vAdd.begin(), vAdd.end());
 	vOwner.insert(vOwner.end(), vAddOwner.begin(), vAddOwner.end());
 	return insertRecords(vPoints, vOwner);
@@ -454,9 +510,12 @@ void DistributedMesh::reportedCells(std::vector<int64_t>& vQuads)
 {
 	std::vector<Tet3*> vTets;
 	dt.getTetrahedra(vTets);
+	// The reporting process of each cell is kept in its custom index for the
+	// facet check that follows.
+	for(Tet3* pTet : vTets) pTet->setCustomIndex(reporterOf(pTet));
 	for(const Tet3* pTet : vTets)
 	{
-		if(reporterOf(pTet) != rank) continue;
+		if(pTet->getCustomIndex() != rank) continue;
 		for(int i = 0; i < 4; ++i) vQuads.push_back(gidOf(pTet->getCorner(i)));
 	}
 }
@@ -501,11 +560,11 @@ long DistributedMesh::countInconsistentFacets()
 	std::vector<std::vector<double>> vOut(static_cast<size_t>(size));
 	for(const Tet3* pTet : vTets)
 	{
-		if(reporterOf(pTet) != rank) continue;
+		if(pTet->getCustomIndex() != rank) continue;
 		for(int i = 0; i < 4; ++i)
 		{
 			const Tet3* pNext(pTet->getOppTet(i));
-			if(pNext != nullptr && reporterOf(pNext) == rank) continue;
+			if(pNext != nullptr && pNext->getCustomIndex() == rank) continue;
 			const Point3* aCorner[3] = {pTet->getCorner(OUTWARD[i][0]), pTet->getCorner(OUTWARD[i][1]),
 				pTet->getCorner(OUTWARD[i][2])};
 			FacetKey key{{gidOf(aCorner[0]), gidOf(aCorner[1]), gidOf(aCorner[2])}};

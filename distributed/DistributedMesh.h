@@ -12,6 +12,7 @@
 
 #include <mpi.h>
 
+#include <array>
 #include <cstdint>
 #include <unordered_set>
 #include <vector>
@@ -47,7 +48,7 @@ public:
 	/// The cells this process reports, four global indices each, corners in
 	/// positive orientation.
 	void reportedCells(std::vector<int64_t>& vQuads);
-	/// Checks that every facet between cells reported by different processes
+	/// Call after reportedCells (which marks the cells). Checks that every facet between cells reported by different processes
 	/// is reported once from each side, and every hull facet once. Collective;
 	/// returns the number of mismatches over all processes.
 	long countInconsistentFacets();
@@ -65,10 +66,12 @@ private:
 	/// Inserts records (x, y, z, gid) owned by vOwner; skips points present.
 	long insertRecords(const std::vector<double>& vRecords, const std::vector<int>& vOwner);
 	/// Points of this process inside the query (ball or box) not sent to q
-	/// before, appended to vReply as records.
-	void answerBall(int q, const Ball& ball, std::vector<double>& vReply);
+	/// before, appended to vReply as records. With bLimited a ball's answer
+	/// may be cut to the points deepest inside; then answerBall returns true.
+	bool answerBall(int q, const Ball& ball, bool bLimited, std::vector<double>& vReply);
 	void answerBox(int q, const Box& box, std::vector<double>& vReply);
-	void appendIfUnsent(int q, size_t i, std::vector<double>& vReply);
+	/// Flags of the points already sent to process q.
+	std::vector<char>& sentTo(int q);
 	/// Hull facet (a, b, c), outer side (b-a)x(c-a): the other processes' hull
 	/// vertices that may be its Delaunay neighbour are added to vAdd.
 	void collectBeyond(const double* a, const double* b, const double* c, std::vector<double>& vAdd, std::vector<int>& vAddOwner);
@@ -76,6 +79,8 @@ private:
 	MPI_Comm comm;
 	int rank, size;
 	std::vector<Box> vBoxes;
+	// The box of which this process holds every point (the ghost layer).
+	Box fetched;
 	VORN3D::Vorn_3D dt;
 	// Per slot (one per inserted point): global index and owning process.
 	// A vertex's index field holds the slot of its first point.
@@ -89,6 +94,9 @@ private:
 	std::vector<double> vHullRecords;
 	std::vector<int> vHullOwner;
 	int maxSeenId;
+	// Cells whose last answer was cut short: asked again while they exist.
+	using Corners = std::array<VORN3D::Point3*, 4>;
+	std::vector<Corners> vRetry;
 	long numUnbounded;
 };
 

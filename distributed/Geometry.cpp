@@ -42,40 +42,71 @@ inline double roundingSlack(const Ball& ball)
 
 } // namespace
 
-Ball enclosingCircumball(const double* a, const double* b, const double* c, const double* d)
+namespace {
+
+/// The work of enclosingCircumball in the floating type T. Returns false
+/// (and leaves ball alone) when the relative error bound of the determinant
+/// exceeds maxRelativeError.
+template<class T>
+bool circumball(const double* pa, const double* pb, const double* pc, const double* pd, double maxRelativeError, Ball& ball)
 {
-	double u[3], v[3], w[3], vw[3], wu[3], uv[3];
-	sub(b, a, u);
-	sub(c, a, v);
-	sub(d, a, w);
+	const T err(64 * std::numeric_limits<T>::epsilon());
+	T u[3], v[3], w[3], vw[3], wu[3], uv[3];
+	for(int i = 0; i < 3; ++i)
+	{
+		u[i] = T(pb[i]) - T(pa[i]);
+		v[i] = T(pc[i]) - T(pa[i]);
+		w[i] = T(pd[i]) - T(pa[i]);
+	}
+	const auto cross([](const T* p, const T* q, T* r) {
+		r[0] = p[1] * q[2] - p[2] * q[1];
+		r[1] = p[2] * q[0] - p[0] * q[2];
+		r[2] = p[0] * q[1] - p[1] * q[0];
+	});
+	const auto dot([](const T* p, const T* q) { return p[0] * q[0] + p[1] * q[1] + p[2] * q[2]; });
 	cross(v, w, vw);
 	cross(w, u, wu);
 	cross(u, v, uv);
-	const double lu(norm(u)), lv(norm(v)), lw(norm(w));
-	const double det(dot(u, vw));
-	const double errDet(ERR * lu * lv * lw);
-	Ball ball{{0.0, 0.0, 0.0}, INF};
-	if(!(std::fabs(det) > 4.0 * errDet)) return ball; // too flat to bound
-	const double u2(dot(u, u)), v2(dot(v, v)), w2(dot(w, w));
-	double x[3];
+	const T u2(dot(u, u)), v2(dot(v, v)), w2(dot(w, w));
+	const T lu(std::sqrt(u2)), lv(std::sqrt(v2)), lw(std::sqrt(w2));
+	const T det(dot(u, vw));
+	const T errDet(err * lu * lv * lw);
+	if(!(std::fabs(det) * T(maxRelativeError) > errDet)) return false;
+	T x[3];
 	for(int i = 0; i < 3; ++i) x[i] = u2 * vw[i] + v2 * wu[i] + w2 * uv[i];
-	const double lenX(norm(x));
-	const double errX(ERR * lu * lv * lw * (lu + lv + lw));
+	const T lenX(std::sqrt(dot(x, x)));
+	const T errX(err * lu * lv * lw * (lu + lv + lw));
 	// x / (2 det) is the offset of the centre from a; the true offset differs
 	// by at most delta.
-	const double denom(2.0 * (std::fabs(det) - errDet));
-	const double delta((errX + lenX * errDet / (std::fabs(det) - errDet)) / denom);
-	double offsetLen(0.0);
+	const T delta((errX + lenX * errDet / (std::fabs(det) - errDet)) / (2 * (std::fabs(det) - errDet)));
+	T offsetLen(0);
 	for(int i = 0; i < 3; ++i)
 	{
-		const double xi(x[i] / (2.0 * det));
-		ball.c[i] = a[i] + xi;
+		const T xi(x[i] / (2 * det));
+		ball.c[i] = static_cast<double>(T(pa[i]) + xi);
 		offsetLen += xi * xi;
 	}
 	offsetLen = std::sqrt(offsetLen);
-	const double scale(std::fabs(a[0]) + std::fabs(a[1]) + std::fabs(a[2]) + offsetLen);
-	ball.radius = (offsetLen + 2.0 * delta + ERR * scale) * (1.0 + ERR);
+	const double scale(std::fabs(pa[0]) + std::fabs(pa[1]) + std::fabs(pa[2]) + static_cast<double>(offsetLen));
+	ball.radius = (static_cast<double>(offsetLen + 2 * delta) + ERR * scale) * (1.0 + ERR);
+	return true;
+}
+
+} // namespace
+
+Ball enclosingCircumball(const double* a, const double* b, const double* c, const double* d)
+{
+	// Doubles suffice for all but flat cells; those get the wider type (where
+	// it is wider), so that their large spheres are not inflated further.
+	Ball ball{{0.0, 0.0, 0.0}, INF};
+	if(circumball<double>(a, b, c, d, 1e-10, ball)) return ball;
+	if(circumball<long double>(a, b, c, d, 0.25, ball)) return ball;
 	return ball;
+}
+
+double reach(const Ball& ball)
+{
+	return ball.radius + roundingSlack(ball);
 }
 
 bool ballMeetsBox(const Ball& ball, const Box& box)
@@ -88,8 +119,19 @@ bool ballMeetsBox(const Ball& ball, const Box& box)
 		const double gap(ball.c[i] < box.lo[i] ? box.lo[i] - ball.c[i] : (ball.c[i] > box.hi[i] ? ball.c[i] - box.hi[i] : 0.0));
 		dist2 += gap * gap;
 	}
-	const double r(ball.radius + roundingSlack(ball));
+	const double r(reach(ball));
 	return dist2 <= r * r;
+}
+
+bool ballInsideBox(const Ball& ball, const Box& box)
+{
+	const double r(reach(ball));
+	for(int i = 0; i < 3; ++i)
+	{
+		// Written so that an infinite radius or an empty box answers false.
+		if(!(ball.c[i] - r >= box.lo[i] && ball.c[i] + r <= box.hi[i])) return false;
+	}
+	return true;
 }
 
 bool ballContains(const Ball& ball, const double* p)
@@ -97,7 +139,7 @@ bool ballContains(const Ball& ball, const double* p)
 	if(std::isinf(ball.radius)) return true;
 	double q[3];
 	sub(p, ball.c, q);
-	const double r(ball.radius + roundingSlack(ball));
+	const double r(reach(ball));
 	return dot(q, q) <= r * r;
 }
 

@@ -29,8 +29,15 @@ struct Box
 /// computes to at most radius^2). Nearly flat cells give an infinite ball.
 Ball enclosingCircumball(const double* a, const double* b, const double* c, const double* d);
 
+/// The radius up to which ballContains accepts points (radius plus the
+/// rounding of a computed distance).
+double reach(const Ball& ball);
+
 /// True if the closed ball and the closed box may meet.
 bool ballMeetsBox(const Ball& ball, const Box& box);
+
+/// True if the ball certainly lies inside the closed box.
+bool ballInsideBox(const Ball& ball, const Box& box);
 
 /// True if p lies in the closed ball, up to the rounding of the distance.
 bool ballContains(const Ball& ball, const double* p);

@@ -30,14 +30,24 @@ Box boundingBox(const std::vector<Point3>& vPoints, const unsigned* pBegin, cons
 	return box;
 }
 
-void split(const std::vector<Point3>& vPoints, unsigned* pBegin, unsigned* pEnd, int firstPart, int numParts,
-	std::vector<int>& vOwner)
+// A node of the split tree: a cut of one axis, or (axis -1) a leaf that is
+// region firstPart.
+struct Node
 {
-	if(numParts == 1 || pEnd - pBegin < 2)
-	{
-		for(unsigned* p = pBegin; p != pEnd; ++p) vOwner[*p] = firstPart;
-		return;
-	}
+	int axis;
+	double cut;
+	int low, high;
+	int firstPart;
+};
+
+/// Splits the sample points [pBegin, pEnd) into numParts regions; returns the
+/// node's position in vTree.
+int split(const std::vector<Point3>& vPoints, unsigned* pBegin, unsigned* pEnd, int firstPart, int numParts,
+	std::vector<Node>& vTree)
+{
+	const int self(static_cast<int>(vTree.size()));
+	vTree.push_back(Node{-1, 0.0, -1, -1, firstPart});
+	if(numParts == 1 || pEnd - pBegin < 2) return self;
 	const Box box(boundingBox(vPoints, pBegin, pEnd));
 	int axis(0);
 	for(int i = 1; i < 3; ++i)
@@ -51,18 +61,31 @@ void split(const std::vector<Point3>& vPoints, unsigned* pBegin, unsigned* pEnd,
 	std::nth_element(pBegin, pMid, pEnd, less);
 	const double cut(coord(vPoints[*pMid], axis));
 	unsigned* pHigh(std::partition(pBegin, pEnd, [&](unsigned i) { return coord(vPoints[i], axis) <= cut; }));
-	split(vPoints, pBegin, pHigh, firstPart, lowParts, vOwner);
-	split(vPoints, pHigh, pEnd, firstPart + lowParts, numParts - lowParts, vOwner);
+	const int low(split(vPoints, pBegin, pHigh, firstPart, lowParts, vTree));
+	const int high(split(vPoints, pHigh, pEnd, firstPart + lowParts, numParts - lowParts, vTree));
+	vTree[static_cast<size_t>(self)] = Node{axis, cut, low, high, firstPart};
+	return self;
 }
 
 } // namespace
 
 void partitionPoints(const std::vector<Point3>& vPoints, int numParts, std::vector<int>& vOwner, std::vector<Box>& vBoxes)
 {
-	std::vector<unsigned> vOrder(vPoints.size());
-	for(size_t i = 0; i < vOrder.size(); ++i) vOrder[i] = static_cast<unsigned>(i);
-	vOwner.assign(vPoints.size(), 0);
-	split(vPoints, vOrder.data(), vOrder.data() + vOrder.size(), 0, numParts, vOwner);
+	// The cuts are medians of a sample (the same on every process); all
+	// points then follow the cuts, so equal points share a region.
+	const size_t stride(std::max<size_t>(1, vPoints.size() / 200000));
+	std::vector<unsigned> vSample;
+	for(size_t i = 0; i < vPoints.size(); i += stride) vSample.push_back(static_cast<unsigned>(i));
+	std::vector<Node> vTree;
+	split(vPoints, vSample.data(), vSample.data() + vSample.size(), 0, numParts, vTree);
+	vOwner.resize(vPoints.size());
+	for(size_t i = 0; i < vPoints.size(); ++i)
+	{
+		const Node* pNode(&vTree[0]);
+		while(pNode->axis >= 0)
+			pNode = &vTree[static_cast<size_t>(coord(vPoints[i], pNode->axis) <= pNode->cut ? pNode->low : pNode->high)];
+		vOwner[i] = pNode->firstPart;
+	}
 
 	const double inf(std::numeric_limits<double>::infinity());
 	vBoxes.assign(static_cast<size_t>(numParts), Box{{inf, inf, inf}, {-inf, -inf, -inf}});

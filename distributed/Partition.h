@@ -12,7 +12,8 @@ namespace vorn3dmpi {
 
 /// A k-d split of the points into numParts regions: each step cuts the
 /// longest side of the current points' bounding box at the median
-/// coordinate, giving the lower half of the parts their share of the count.
+/// coordinate (of a sample of at most about 200,000 points), giving the
+/// lower half of the parts their share of the count.
 /// Points with a coordinate equal to the cut go to the lower side, so equal
 /// points always share one region. Every process that calls this with the
 /// same points gets the same answer. vOwner receives the region of each
