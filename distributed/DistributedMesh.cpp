@@ -148,6 +148,47 @@ public:
 				}
 	}
 
+	/// Calls visit(i) for every point in the grid cells that may meet the
+	/// ball of centre c and radius r: column by column, so that a large
+	/// sphere that only grazes the points costs a sweep over its cap.
+	template<class Visit> void visitBall(const double* c, double r, Visit visit) const
+	{
+		if(std::isinf(r)) return visitBox(Box{{-r, -r, -r}, {r, r, r}}, visit);
+		const Box box{{c[0] - r, c[1] - r, c[2] - r}, {c[0] + r, c[1] + r, c[2] + r}};
+		long from[2], to[2];
+		for(int a = 0; a < 2; ++a)
+		{
+			if(!(box.hi[a] >= lo[a] && box.lo[a] <= lo[a] + extent[a])) return;
+			from[a] = index(box.lo[a], a);
+			to[a] = index(box.hi[a], a);
+		}
+		const auto gap([&](long i, int a) {
+			// Distance from c to grid slab i of axis a (the outer slabs reach
+			// to infinity, as index() clamps to them).
+			const double slabLo(i == 0 ? -INFINITY : lo[a] + static_cast<double>(i) / scale[a]);
+			const double slabHi(i == dims[a] - 1 ? INFINITY : lo[a] + static_cast<double>(i + 1) / scale[a]);
+			return c[a] < slabLo ? slabLo - c[a] : (c[a] > slabHi ? c[a] - slabHi : 0.0);
+		});
+		for(long i = from[0]; i <= to[0]; ++i)
+		{
+			const double gx(gap(i, 0));
+			for(long j = from[1]; j <= to[1]; ++j)
+			{
+				const double gy(gap(j, 1));
+				// Widened a little for the rounding of the slab bounds.
+				const double rest((r * r - gx * gx - gy * gy) + 1e-12 * r * r);
+				if(rest < 0.0) continue;
+				const double h(std::sqrt(rest) * (1.0 + 1e-12));
+				const long k0(index(c[2] - h, 2)), k1(index(c[2] + h, 2));
+				for(long k = k0; k <= k1; ++k)
+				{
+					const size_t cell(static_cast<size_t>((i * dims[1] + j) * dims[2] + k));
+					for(size_t n = vStart[cell]; n < vStart[cell + 1]; ++n) visit(vItems[n]);
+				}
+			}
+		}
+	}
+
 private:
 	long index(double value, int a) const
 	{
@@ -276,20 +317,9 @@ long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const s
 
 bool DistributedMesh::answerBall(int q, const Ball& ball, bool bLimited, std::vector<double>& vReply)
 {
-	const double inf(std::numeric_limits<double>::infinity());
-	Box box{{-inf, -inf, -inf}, {inf, inf, inf}};
-	const double r(reach(ball));
-	if(!std::isinf(r))
-	{
-		for(int a = 0; a < 3; ++a)
-		{
-			box.lo[a] = ball.c[a] - r;
-			box.hi[a] = ball.c[a] + r;
-		}
-	}
 	std::vector<char>& vSent(sentTo(q));
 	std::vector<std::pair<double, size_t>> vFound;
-	pGrid->visitBox(box, [&](size_t i) {
+	pGrid->visitBall(ball.c, reach(ball), [&](size_t i) {
 		const double* p(&vOwnRecords[REC * i]);
 		if(vSent[i] || !ballContains(ball, p)) return;
 		const double dx(p[0] - ball.c[0]), dy(p[1] - ball.c[1]), dz(p[2] - ball.c[2]);
@@ -416,6 +446,7 @@ long DistributedMesh::certifyRound()
 	// Cells older than the last round were certified then, except those
 	// whose answer was cut short and that are still there.
 	std::vector<Tet3*> vWork;
+	vWork.reserve(vTets.size());
 	int newMax(maxSeenId);
 	for(Tet3* pTet : vTets)
 	{
@@ -508,11 +539,18 @@ int DistributedMesh::reporterOf(const Tet3* pTet) const
 
 void DistributedMesh::reportedCells(std::vector<int64_t>& vQuads)
 {
-	std::vector<Tet3*> vTets;
+	std::vector<Tet3*>& vTets(vFinalTets);
+	vTets.clear();
 	dt.getTetrahedra(vTets);
 	// The reporting process of each cell is kept in its custom index for the
 	// facet check that follows.
-	for(Tet3* pTet : vTets) pTet->setCustomIndex(reporterOf(pTet));
+	size_t numMine(0);
+	for(Tet3* pTet : vTets)
+	{
+		pTet->setCustomIndex(reporterOf(pTet));
+		numMine += pTet->getCustomIndex() == rank;
+	}
+	vQuads.reserve(vQuads.size() + 4 * numMine);
 	for(const Tet3* pTet : vTets)
 	{
 		if(pTet->getCustomIndex() != rank) continue;
@@ -555,10 +593,8 @@ long DistributedMesh::countInconsistentFacets()
 	// records of that facet: it must have one cell on each side, or be a hull
 	// facet of exactly one cell. Facets inside one process's share are
 	// consistent by construction of its mesh.
-	std::vector<Tet3*> vTets;
-	dt.getTetrahedra(vTets);
 	std::vector<std::vector<double>> vOut(static_cast<size_t>(size));
-	for(const Tet3* pTet : vTets)
+	for(const Tet3* pTet : vFinalTets)
 	{
 		if(pTet->getCustomIndex() != rank) continue;
 		for(int i = 0; i < 4; ++i)

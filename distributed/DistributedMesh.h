@@ -97,6 +97,8 @@ private:
 	// Cells whose last answer was cut short: asked again while they exist.
 	using Corners = std::array<VORN3D::Point3*, 4>;
 	std::vector<Corners> vRetry;
+	// The cells as reportedCells found them, for the facet check.
+	std::vector<VORN3D::Tet3*> vFinalTets;
 	long numUnbounded;
 };
 

@@ -77,10 +77,13 @@ public:
 			std::fflush(stdout);
 		}
 		totalSeconds += maxSeconds;
+		if(name != "read" && name != "output") computeSeconds += maxSeconds;
 		start = std::chrono::steady_clock::now();
 		return total;
 	}
 	double seconds() const { return totalSeconds; }
+	/// All phases but reading the input and writing the output.
+	double computeSeconds = 0.0;
 
 private:
 	MPI_Comm comm;
@@ -207,6 +210,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 		std::printf("  points                 %zu\n", numPoints);
 		std::printf("  tetrahedra             %lld\n", numCells);
 		std::printf("  total time             %.3f s\n", report.seconds());
+		std::printf("  without read/output    %.3f s\n", report.computeSeconds);
 		std::printf("  peak MiB per process  ");
 		for(double value : vPeaks) std::printf(" %.1f", value);
 		std::printf("\n");
