@@ -177,9 +177,11 @@ public:
 				const double gy(gap(j, 1));
 				// Widened a little for the rounding of the slab bounds.
 				const double rest((r * r - gx * gx - gy * gy) + 1e-12 * r * r);
-				if(rest < 0.0) continue;
-				const double h(std::sqrt(rest) * (1.0 + 1e-12));
-				const long k0(index(c[2] - h, 2)), k1(index(c[2] + h, 2));
+				if(rest < 0.0) continue; // a NaN (inf - inf) goes on, below
+				// An overflowing square (a sphere of astronomic size) takes
+				// the whole column.
+				const double h(rest < INFINITY ? std::sqrt(rest) * (1.0 + 1e-12) : INFINITY);
+				const long k0(index(c[2] - h, 2)), k1(h < INFINITY ? index(c[2] + h, 2) : dims[2] - 1);
 				for(long k = k0; k <= k1; ++k)
 				{
 					const size_t cell(static_cast<size_t>((i * dims[1] + j) * dims[2] + k));
@@ -441,6 +443,7 @@ void DistributedMesh::collectBeyond(const double* a, const double* b, const doub
 
 long DistributedMesh::certifyRound()
 {
+	if(size == 1) return 0; // nobody to ask
 	std::vector<Tet3*> vTets;
 	dt.getTetrahedra(vTets);
 	// Cells older than the last round were certified then, except those
@@ -588,6 +591,7 @@ int sortFacet(int64_t* g)
 
 long DistributedMesh::countInconsistentFacets()
 {
+	if(size == 1) return 0; // one mesh is consistent
 	// Every facet of a reported cell that is not shared with another cell
 	// reported here goes to the owner of its smallest index, which sees all
 	// records of that facet: it must have one cell on each side, or be a hull

@@ -8,6 +8,7 @@
 // its cells are certified (see DistributedMesh.h). Rank 0 prints the time,
 // the points moved and the peak memory of every phase.
 #include <mpi.h>
+#include <sys/resource.h>
 
 #include <chrono>
 #include <cstdio>
@@ -33,6 +34,14 @@ const char* const USAGE =
 	"                (a repeated point is represented by its first occurrence)\n"
 	"  -o OUT.vtk    the tetrahedra as a binary legacy VTK unstructured grid\n";
 
+double cpuSeconds()
+{
+	rusage usage{};
+	getrusage(RUSAGE_SELF, &usage);
+	return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+		1e-6 * static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+}
+
 double peakMiB()
 {
 	if(FILE* pStatus = std::fopen("/proc/self/status", "r"))
@@ -54,41 +63,52 @@ double peakMiB()
 class PhaseReport
 {
 public:
-	PhaseReport(MPI_Comm comm_): comm(comm_), start(std::chrono::steady_clock::now())
+	explicit PhaseReport(MPI_Comm comm_): comm(comm_), start(std::chrono::steady_clock::now()), cpuStart(cpuSeconds())
 	{
 		MPI_Comm_rank(comm, &rank);
 		MPI_Comm_size(comm, &size);
 	}
 	/// Ends a phase; moved counts the points this process received in it.
+	/// Prints the wall time and processor time of the slowest process.
 	/// Returns the sum of moved over all processes.
 	long end(const std::string& name, long moved)
 	{
 		const auto now(std::chrono::steady_clock::now());
 		const double seconds(std::chrono::duration<double>(now - start).count());
-		double maxSeconds(0.0), maxPeak(0.0);
-		const double peak(peakMiB());
+		double maxSeconds(0.0), maxPeak(0.0), maxCpu(0.0);
+		const double peak(peakMiB()), cpu(cpuSeconds());
 		long total(0);
 		MPI_Reduce(&seconds, &maxSeconds, 1, MPI_DOUBLE, MPI_MAX, 0, comm);
+		const double phaseCpu(cpu - cpuStart);
+		MPI_Reduce(&phaseCpu, &maxCpu, 1, MPI_DOUBLE, MPI_MAX, 0, comm);
 		MPI_Reduce(&peak, &maxPeak, 1, MPI_DOUBLE, MPI_MAX, 0, comm);
 		MPI_Allreduce(&moved, &total, 1, MPI_LONG, MPI_SUM, comm);
 		if(rank == 0)
 		{
-			std::printf("  %-22s %10.3f %14ld %12.1f\n", name.c_str(), maxSeconds, total, maxPeak);
+			std::printf("  %-22s %10.3f %10.3f %14ld %12.1f\n", name.c_str(), maxSeconds, maxCpu, total, maxPeak);
 			std::fflush(stdout);
 		}
 		totalSeconds += maxSeconds;
-		if(name != "read" && name != "output") computeSeconds += maxSeconds;
+		if(name != "read" && name != "output")
+		{
+			computeSeconds += maxSeconds;
+			computeCpuSeconds += cpu - cpuStart;
+		}
+		cpuStart = cpu;
 		start = std::chrono::steady_clock::now();
 		return total;
 	}
 	double seconds() const { return totalSeconds; }
-	/// All phases but reading the input and writing the output.
+	/// All phases but reading the input and writing the output: wall time
+	/// (the slowest process) and this process's processor time.
 	double computeSeconds = 0.0;
+	double computeCpuSeconds = 0.0;
 
 private:
 	MPI_Comm comm;
 	int rank = 0, size = 1;
 	std::chrono::steady_clock::time_point start;
+	double cpuStart;
 	double totalSeconds = 0.0;
 };
 
@@ -138,7 +158,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	if(rank == 0)
 	{
 		std::printf("%s, vorn3d-mpi on %d process%s\n", VORN3D::getVorn3DVersion().c_str(), size, size == 1 ? "" : "es");
-		std::printf("  %-22s %10s %14s %12s\n", "phase", "time_s", "points_moved", "peak_MiB");
+		std::printf("  %-22s %10s %10s %14s %12s\n", "phase", "time_s", "cpu_s", "points_moved", "peak_MiB");
 	}
 	PhaseReport report(comm);
 
@@ -203,14 +223,20 @@ int run(MPI_Comm comm, int argc, char** argv)
 	long unbounded(mesh.numUnboundedCells()), numUnbounded(0);
 	MPI_Reduce(&unbounded, &numUnbounded, 1, MPI_LONG, MPI_SUM, 0, comm);
 	const double peak(peakMiB());
-	std::vector<double> vPeaks(static_cast<size_t>(size));
+	std::vector<double> vPeaks(static_cast<size_t>(size)), vCpu(static_cast<size_t>(size));
 	MPI_Gather(&peak, 1, MPI_DOUBLE, vPeaks.data(), 1, MPI_DOUBLE, 0, comm);
+	MPI_Gather(&report.computeCpuSeconds, 1, MPI_DOUBLE, vCpu.data(), 1, MPI_DOUBLE, 0, comm);
 	if(rank == 0)
 	{
 		std::printf("  points                 %zu\n", numPoints);
 		std::printf("  tetrahedra             %lld\n", numCells);
 		std::printf("  total time             %.3f s\n", report.seconds());
 		std::printf("  without read/output    %.3f s\n", report.computeSeconds);
+		// On a shared machine the processor time shows the work apart from
+		// the waiting for a core.
+		std::printf("  CPU s per process     ");
+		for(double value : vCpu) std::printf(" %.3f", value);
+		std::printf("\n");
 		std::printf("  peak MiB per process  ");
 		for(double value : vPeaks) std::printf(" %.1f", value);
 		std::printf("\n");
