@@ -18,6 +18,9 @@ namespace {
 // A record is a point in messages: x, y, z and the global index (exact as a
 // double up to 2^53).
 constexpr size_t REC = 4;
+// A ball query: centre, radius, whether the answer may be cut, and the
+// cell's four corners.
+constexpr int QUERY = 17;
 // The most points one answer to a ball query carries.
 constexpr size_t MAX_ANSWER = 64;
 
@@ -317,13 +320,15 @@ long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const s
 	return static_cast<long>(vHullOwner.size());
 }
 
-bool DistributedMesh::answerBall(int q, const Ball& ball, bool bLimited, std::vector<double>& vReply)
+bool DistributedMesh::answerBall(int q, const Ball& ball, const double* pCorners, bool bLimited, std::vector<double>& vReply)
 {
 	std::vector<char>& vSent(sentTo(q));
 	std::vector<std::pair<double, size_t>> vFound;
 	pGrid->visitBall(ball.c, reach(ball), [&](size_t i) {
 		const double* p(&vOwnRecords[REC * i]);
 		if(vSent[i] || !ballContains(ball, p)) return;
+		// The ball is wider than the sphere; points surely outside stay.
+		if(sphereSide(pCorners, pCorners + 3, pCorners + 6, pCorners + 9, p) < 0) return;
 		const double dx(p[0] - ball.c[0]), dy(p[1] - ball.c[1]), dz(p[2] - ball.c[2]);
 		vFound.emplace_back(dx * dx + dy * dy + dz * dz, i);
 	});
@@ -495,6 +500,7 @@ long DistributedMesh::certifyRound()
 		{
 			if(q == rank || !ballMeetsBox(ball, vBoxes[q])) continue;
 			vQueries[q].insert(vQueries[q].end(), {ball.c[0], ball.c[1], ball.c[2], ball.radius, bRetry ? 0.0 : 1.0});
+			vQueries[q].insert(vQueries[q].end(), &aXyz[0][0], &aXyz[0][0] + 12);
 			vAsked[q].push_back(Corners{{pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)}});
 		}
 		for(int i = 0; i < 4; ++i)
@@ -511,10 +517,10 @@ long DistributedMesh::certifyRound()
 	size_t at(0);
 	for(int q = 0; q < size; ++q)
 	{
-		for(int k = 0; k < vCounts[q] / 5; ++k, at += 5)
+		for(int k = 0; k < vCounts[q] / QUERY; ++k, at += QUERY)
 		{
 			const Ball ball{{vIn[at], vIn[at + 1], vIn[at + 2]}, vIn[at + 3]};
-			if(answerBall(q, ball, vIn[at + 4] != 0.0, vReplies[q])) vCut[q].push_back(k);
+			if(answerBall(q, ball, &vIn[at + 5], vIn[at + 4] != 0.0, vReplies[q])) vCut[q].push_back(k);
 		}
 	}
 	std::vector<double> vPoints(exchange(comm, vReplies, vCounts));

@@ -68,7 +68,8 @@ private:
 	/// Points of this process inside the query (ball or box) not sent to q
 	/// before, appended to vReply as records. With bLimited a ball's answer
 	/// may be cut to the points deepest inside; then answerBall returns true.
-	bool answerBall(int q, const Ball& ball, bool bLimited, std::vector<double>& vReply);
+	/// pCorners: the cell's corners (12 coordinates), for the sphere filter.
+	bool answerBall(int q, const Ball& ball, const double* pCorners, bool bLimited, std::vector<double>& vReply);
 	void answerBox(int q, const Box& box, std::vector<double>& vReply);
 	/// Flags of the points already sent to process q.
 	std::vector<char>& sentTo(int q);

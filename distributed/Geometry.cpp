@@ -104,6 +104,57 @@ Ball enclosingCircumball(const double* a, const double* b, const double* c, cons
 	return ball;
 }
 
+namespace {
+
+using Real = long double;
+
+Real det3(const Real* u, const Real* v, const Real* w, Real& permanent)
+{
+	permanent = std::fabs(u[0]) * (std::fabs(v[1] * w[2]) + std::fabs(v[2] * w[1])) +
+		std::fabs(u[1]) * (std::fabs(v[0] * w[2]) + std::fabs(v[2] * w[0])) +
+		std::fabs(u[2]) * (std::fabs(v[0] * w[1]) + std::fabs(v[1] * w[0]));
+	return u[0] * (v[1] * w[2] - v[2] * w[1]) - u[1] * (v[0] * w[2] - v[2] * w[0]) + u[2] * (v[0] * w[1] - v[1] * w[0]);
+}
+
+} // namespace
+
+int sphereSide(const double* a, const double* b, const double* c, const double* d, const double* p)
+{
+	const Real err(64 * std::numeric_limits<Real>::epsilon());
+	const double* aCorner[4] = {a, b, c, d};
+	Real rows[4][4];
+	for(int i = 0; i < 4; ++i)
+	{
+		for(int k = 0; k < 3; ++k) rows[i][k] = Real(aCorner[i][k]) - Real(p[k]);
+		rows[i][3] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
+	}
+	// The lifted determinant, expanded along the lift column.
+	Real det(0), permanent(0);
+	for(int i = 0; i < 4; ++i)
+	{
+		const Real* aMinor[3];
+		for(int j = 0, n = 0; j < 4; ++j)
+		{
+			if(j != i) aMinor[n++] = rows[j];
+		}
+		Real minorPermanent;
+		const Real minor(det3(aMinor[0], aMinor[1], aMinor[2], minorPermanent));
+		det += (i % 2 == 0 ? -1 : 1) * rows[i][3] * minor;
+		permanent += rows[i][3] * minorPermanent;
+	}
+	Real u[3], v[3], w[3], orientPermanent;
+	for(int k = 0; k < 3; ++k)
+	{
+		u[k] = Real(b[k]) - Real(a[k]);
+		v[k] = Real(c[k]) - Real(a[k]);
+		w[k] = Real(d[k]) - Real(a[k]);
+	}
+	const Real orient(det3(u, v, w, orientPermanent));
+	if(std::fabs(orient) <= err * orientPermanent || std::fabs(det) <= err * permanent) return 0;
+	// For a positive cell the lifted determinant is negative inside.
+	return (det < 0) == (orient > 0) ? 1 : -1;
+}
+
 double reach(const Ball& ball)
 {
 	return ball.radius + roundingSlack(ball);

@@ -42,6 +42,11 @@ bool ballInsideBox(const Ball& ball, const Box& box);
 /// True if p lies in the closed ball, up to the rounding of the distance.
 bool ballContains(const Ball& ball, const double* p);
 
+/// Where p lies against the circumsphere of the positively oriented cell
+/// a, b, c, d: +1 inside, -1 outside, 0 when the filter (long double with an
+/// error bound) cannot tell.
+int sphereSide(const double* a, const double* b, const double* c, const double* d, const double* p);
+
 /// The spheres through a hull facet a, b, c that grow towards its outer side.
 /// For a point p on the outer side the key is the height (times a positive
 /// constant) of the centre of the sphere through a, b, c, p: the facet's
