@@ -201,7 +201,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	std::vector<int64_t> vQuads;
 	mesh.reportedCells(vQuads);
 	const long numBad(mesh.countInconsistentFacets());
-	report.end("consistency check", 0);
+	report.end("cells and facet check", 0);
 	if(numBad > 0)
 	{
 		// Degenerate input that processes triangulated differently: one
