@@ -1,0 +1,689 @@
+#include "DistributedMesh.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iostream>
+#include <limits>
+#include <streambuf>
+#include <unordered_map>
+
+namespace vorn3dmpi {
+
+using VORN3D::Point3;
+using VORN3D::Tet3;
+
+namespace {
+
+// A record is a point in messages: x, y, z and the global index (exact as a
+// double up to 2^53).
+constexpr size_t REC = 4;
+// A ball query: centre, radius, whether the answer may be cut, and the
+// cell's four corners.
+constexpr int QUERY = 17;
+// The most points one answer to a ball query carries.
+constexpr size_t MAX_ANSWER = 64;
+
+// Corners of facet i (the one opposite corner i) in the order whose normal
+// (b-a)x(c-a) points out of a positively oriented cell.
+constexpr int OUTWARD[4][3] = {{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}};
+
+// The library reports each bulk insertion on standard output; this program
+// prints its own report instead.
+class NullBuffer: public std::streambuf
+{
+protected:
+	int overflow(int c) override { return traits_type::not_eof(c); }
+};
+
+class QuietOutput
+{
+public:
+	QuietOutput(): pOld(std::cout.rdbuf(&null)) {}
+	~QuietOutput() { std::cout.rdbuf(pOld); }
+
+private:
+	NullBuffer null;
+	std::streambuf* pOld;
+};
+
+void xyz(const Point3* p, double* out)
+{
+	out[0] = p->x();
+	out[1] = p->y();
+	out[2] = p->z();
+}
+
+/// Sends vOut[q] to every process q; returns what arrived, in rank order,
+/// with the number of doubles from each process in vCounts.
+std::vector<double> exchange(MPI_Comm comm, const std::vector<std::vector<double>>& vOut, std::vector<int>& vCounts)
+{
+	const int size(static_cast<int>(vOut.size()));
+	std::vector<int> vSendCounts(size), vSendDispl(size), vRecvDispl(size);
+	vCounts.assign(static_cast<size_t>(size), 0);
+	std::vector<double> vSend;
+	for(int q = 0; q < size; ++q)
+	{
+		vSendDispl[q] = static_cast<int>(vSend.size());
+		vSendCounts[q] = static_cast<int>(vOut[q].size());
+		vSend.insert(vSend.end(), vOut[q].begin(), vOut[q].end());
+	}
+	MPI_Alltoall(vSendCounts.data(), 1, MPI_INT, vCounts.data(), 1, MPI_INT, comm);
+	int total(0);
+	for(int q = 0; q < size; ++q)
+	{
+		vRecvDispl[q] = total;
+		total += vCounts[q];
+	}
+	std::vector<double> vRecv(static_cast<size_t>(total));
+	MPI_Alltoallv(vSend.data(), vSendCounts.data(), vSendDispl.data(), MPI_DOUBLE, vRecv.data(), vCounts.data(),
+		vRecvDispl.data(), MPI_DOUBLE, comm);
+	return vRecv;
+}
+
+/// The owner of every record of an exchange's answer.
+std::vector<int> ownersOf(const std::vector<int>& vCounts)
+{
+	std::vector<int> vOwner;
+	for(size_t q = 0; q < vCounts.size(); ++q) vOwner.insert(vOwner.end(), static_cast<size_t>(vCounts[q]) / REC, static_cast<int>(q));
+	return vOwner;
+}
+
+} // namespace
+
+/// A uniform grid over this process's points, for the ball and box queries
+/// of the other processes.
+class PointGrid
+{
+public:
+	explicit PointGrid(const std::vector<double>& vRecords): vRec(vRecords)
+	{
+		const size_t num(vRec.size() / REC);
+		const double inf(std::numeric_limits<double>::infinity());
+		for(int a = 0; a < 3; ++a)
+		{
+			lo[a] = inf;
+			double hi(-inf);
+			for(size_t i = 0; i < num; ++i)
+			{
+				lo[a] = std::min(lo[a], vRec[REC * i + a]);
+				hi = std::max(hi, vRec[REC * i + a]);
+			}
+			extent[a] = num == 0 ? 0.0 : hi - lo[a];
+		}
+		// About two points per grid cell, cells as cubic as the box allows.
+		const double volume(std::max(extent[0], 1e-300) * std::max(extent[1], 1e-300) * std::max(extent[2], 1e-300));
+		const double side(std::cbrt(volume / std::max<double>(1.0, static_cast<double>(num) / 2.0)));
+		for(int a = 0; a < 3; ++a)
+		{
+			dims[a] = static_cast<long>(std::min(1024.0, std::max(1.0, std::floor(extent[a] / side))));
+			scale[a] = extent[a] > 0.0 ? static_cast<double>(dims[a]) / extent[a] : 0.0;
+		}
+		vStart.assign(static_cast<size_t>(dims[0] * dims[1] * dims[2] + 1), 0);
+		std::vector<size_t> vCell(num);
+		for(size_t i = 0; i < num; ++i)
+		{
+			vCell[i] = cellOf(&vRec[REC * i]);
+			++vStart[vCell[i] + 1];
+		}
+		for(size_t c = 1; c < vStart.size(); ++c) vStart[c] += vStart[c - 1];
+		vItems.resize(num);
+		std::vector<size_t> vFill(vStart.begin(), vStart.end() - 1);
+		for(size_t i = 0; i < num; ++i) vItems[vFill[vCell[i]]++] = i;
+	}
+
+	/// Calls visit(i) for every point in the grid cells that meet the box.
+	template<class Visit> void visitBox(const Box& box, Visit visit) const
+	{
+		long from[3], to[3];
+		for(int a = 0; a < 3; ++a)
+		{
+			if(!(box.hi[a] >= lo[a] && box.lo[a] <= lo[a] + extent[a])) return;
+			from[a] = index(box.lo[a], a);
+			to[a] = index(box.hi[a], a);
+		}
+		for(long i = from[0]; i <= to[0]; ++i)
+			for(long j = from[1]; j <= to[1]; ++j)
+				for(long k = from[2]; k <= to[2]; ++k)
+				{
+					const size_t c(static_cast<size_t>((i * dims[1] + j) * dims[2] + k));
+					for(size_t n = vStart[c]; n < vStart[c + 1]; ++n) visit(vItems[n]);
+				}
+	}
+
+	/// Calls visit(i) for every point in the grid cells that may meet the
+	/// ball of centre c and radius r: column by column, so that a large
+	/// sphere that only grazes the points costs a sweep over its cap.
+	template<class Visit> void visitBall(const double* c, double r, Visit visit) const
+	{
+		if(std::isinf(r)) return visitBox(Box{{-r, -r, -r}, {r, r, r}}, visit);
+		const Box box{{c[0] - r, c[1] - r, c[2] - r}, {c[0] + r, c[1] + r, c[2] + r}};
+		long from[2], to[2];
+		for(int a = 0; a < 2; ++a)
+		{
+			if(!(box.hi[a] >= lo[a] && box.lo[a] <= lo[a] + extent[a])) return;
+			from[a] = index(box.lo[a], a);
+			to[a] = index(box.hi[a], a);
+		}
+		const auto gap([&](long i, int a) {
+			// Distance from c to grid slab i of axis a (the outer slabs reach
+			// to infinity, as index() clamps to them).
+			const double slabLo(i == 0 ? -INFINITY : lo[a] + static_cast<double>(i) / scale[a]);
+			const double slabHi(i == dims[a] - 1 ? INFINITY : lo[a] + static_cast<double>(i + 1) / scale[a]);
+			return c[a] < slabLo ? slabLo - c[a] : (c[a] > slabHi ? c[a] - slabHi : 0.0);
+		});
+		for(long i = from[0]; i <= to[0]; ++i)
+		{
+			const double gx(gap(i, 0));
+			for(long j = from[1]; j <= to[1]; ++j)
+			{
+				const double gy(gap(j, 1));
+				// Widened a little for the rounding of the slab bounds.
+				const double rest((r * r - gx * gx - gy * gy) + 1e-12 * r * r);
+				if(rest < 0.0) continue; // a NaN (inf - inf) goes on, below
+				// An overflowing square (a sphere of astronomic size) takes
+				// the whole column.
+				const double h(rest < INFINITY ? std::sqrt(rest) * (1.0 + 1e-12) : INFINITY);
+				const long k0(index(c[2] - h, 2)), k1(h < INFINITY ? index(c[2] + h, 2) : dims[2] - 1);
+				for(long k = k0; k <= k1; ++k)
+				{
+					const size_t cell(static_cast<size_t>((i * dims[1] + j) * dims[2] + k));
+					for(size_t n = vStart[cell]; n < vStart[cell + 1]; ++n) visit(vItems[n]);
+				}
+			}
+		}
+	}
+
+private:
+	long index(double value, int a) const
+	{
+		const double cell(std::floor((value - lo[a]) * scale[a]));
+		if(!(cell > 0.0)) return 0; // also NaN and -infinity
+		return cell >= static_cast<double>(dims[a] - 1) ? dims[a] - 1 : static_cast<long>(cell);
+	}
+	size_t cellOf(const double* p) const
+	{
+		return static_cast<size_t>((index(p[0], 0) * dims[1] + index(p[1], 1)) * dims[2] + index(p[2], 2));
+	}
+
+	const std::vector<double>& vRec;
+	double lo[3], extent[3], scale[3];
+	long dims[3];
+	std::vector<size_t> vStart, vItems;
+};
+
+DistributedMesh::DistributedMesh(MPI_Comm comm_, const std::vector<Box>& vBoxes_):
+	comm(comm_), rank(0), size(1), vBoxes(vBoxes_), fetched{{0.0, 0.0, 0.0}, {-1.0, -1.0, -1.0}}, pGrid(nullptr), maxSeenId(std::numeric_limits<int>::min()),
+	numUnbounded(0)
+{
+	MPI_Comm_rank(comm, &rank);
+	MPI_Comm_size(comm, &size);
+	vSentTo.resize(static_cast<size_t>(size));
+}
+
+DistributedMesh::~DistributedMesh()
+{
+	delete pGrid;
+}
+
+long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const std::vector<int>& vOwner)
+{
+	const size_t firstSlot(vSlotGid.size());
+	std::vector<Point3> vNew;
+	for(size_t r = 0; r < vOwner.size(); ++r)
+	{
+		const double* pRec(&vRecords[REC * r]);
+		const int64_t gid(static_cast<int64_t>(pRec[3]));
+		if(vOwner[r] != rank && !ghostGids.insert(gid).second) continue;
+		vSlotGid.push_back(gid);
+		vSlotOwner.push_back(vOwner[r]);
+		vNew.emplace_back(pRec[0], pRec[1], pRec[2]);
+	}
+	if(vNew.empty()) return 0;
+	std::vector<Point3*> vHandles;
+	{
+		QuietOutput quiet;
+		dt.insert(vNew, vHandles);
+	}
+	for(size_t k = 0; k < vHandles.size(); ++k)
+	{
+		if(vHandles[k]->getIndex() < 0) vHandles[k]->setIndex(static_cast<int>(firstSlot + k));
+	}
+	return static_cast<long>(vNew.size());
+}
+
+long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const std::vector<int64_t>& vGid)
+{
+	std::vector<double> vRecords;
+	vRecords.reserve(REC * vPoints.size());
+	for(size_t i = 0; i < vPoints.size(); ++i)
+	{
+		vRecords.insert(vRecords.end(), {vPoints[i].x(), vPoints[i].y(), vPoints[i].z(), static_cast<double>(vGid[i])});
+	}
+	insertRecords(vRecords, std::vector<int>(vPoints.size(), rank));
+
+	// Each distinct point once, with the smallest global index of its copies.
+	std::vector<Point3*> vVertices;
+	dt.getVertices(vVertices);
+	for(const Point3* pVtx : vVertices)
+	{
+		vOwnRecords.insert(vOwnRecords.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
+	}
+	pGrid = new PointGrid(vOwnRecords);
+
+	// Any point of this process beyond a plane implies one of its hull
+	// vertices beyond it; without a cell every vertex counts as one.
+	std::vector<double> vHull;
+	if(dt.is3D())
+	{
+		std::vector<Tet3*> vTets;
+		dt.getTetrahedra(vTets);
+		std::vector<char> vTaken(vSlotGid.size(), 0);
+		for(const Tet3* pTet : vTets)
+		{
+			for(int i = 0; i < 4; ++i)
+			{
+				if(pTet->getOppTet(i) != nullptr) continue;
+				for(int k = 0; k < 3; ++k)
+				{
+					const Point3* pVtx(pTet->getCorner(OUTWARD[i][k]));
+					char& taken(vTaken[static_cast<size_t>(pVtx->getIndex())]);
+					if(taken) continue;
+					taken = 1;
+					vHull.insert(vHull.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
+				}
+			}
+		}
+	}
+	else vHull = vOwnRecords;
+
+	const int numMine(static_cast<int>(vHull.size()));
+	std::vector<int> vCounts(static_cast<size_t>(size)), vDispl(static_cast<size_t>(size));
+	MPI_Allgather(&numMine, 1, MPI_INT, vCounts.data(), 1, MPI_INT, comm);
+	int total(0);
+	for(int q = 0; q < size; ++q)
+	{
+		vDispl[q] = total;
+		total += vCounts[q];
+	}
+	std::vector<double> vAll(static_cast<size_t>(total));
+	MPI_Allgatherv(vHull.data(), numMine, MPI_DOUBLE, vAll.data(), vCounts.data(), vDispl.data(), MPI_DOUBLE, comm);
+	const std::vector<int> vAllOwner(ownersOf(vCounts));
+	for(size_t r = 0; r < vAllOwner.size(); ++r)
+	{
+		if(vAllOwner[r] == rank) continue; // our own hull stays out
+		vHullRecords.insert(vHullRecords.end(), &vAll[REC * r], &vAll[REC * r] + REC);
+		vHullOwner.push_back(vAllOwner[r]);
+	}
+	// A process whose points span no tetrahedron needs a point off their plane.
+	if(!dt.is3D()) insertRecords(vHullRecords, vHullOwner);
+	return static_cast<long>(vHullOwner.size());
+}
+
+bool DistributedMesh::answerBall(int q, const Ball& ball, const double* pCorners, bool bLimited, std::vector<double>& vReply)
+{
+	std::vector<char>& vSent(sentTo(q));
+	std::vector<std::pair<double, size_t>> vFound;
+	pGrid->visitBall(ball.c, reach(ball), [&](size_t i) {
+		const double* p(&vOwnRecords[REC * i]);
+		if(vSent[i] || !ballContains(ball, p)) return;
+		// The ball is wider than the sphere; points surely outside stay.
+		if(sphereSide(pCorners, pCorners + 3, pCorners + 6, pCorners + 9, p) < 0) return;
+		const double dx(p[0] - ball.c[0]), dy(p[1] - ball.c[1]), dz(p[2] - ball.c[2]);
+		vFound.emplace_back(dx * dx + dy * dy + dz * dz, i);
+	});
+	// A large sphere (a flat cell near the hull) may hold many points; any
+	// one of them removes the cell, so the deepest few go now, and the cell
+	// asks once more, for all the rest, if it survives them.
+	const bool bTruncated(bLimited && vFound.size() > MAX_ANSWER);
+	if(bTruncated)
+	{
+		std::partial_sort(vFound.begin(), vFound.begin() + MAX_ANSWER, vFound.end());
+		vFound.resize(MAX_ANSWER);
+	}
+	for(const auto& found : vFound)
+	{
+		vSent[found.second] = 1;
+		vReply.insert(vReply.end(), &vOwnRecords[REC * found.second], &vOwnRecords[REC * found.second] + REC);
+	}
+	return bTruncated;
+}
+
+void DistributedMesh::answerBox(int q, const Box& box, std::vector<double>& vReply)
+{
+	pGrid->visitBox(box, [&](size_t i) {
+		const double* p(&vOwnRecords[REC * i]);
+		for(int a = 0; a < 3; ++a)
+		{
+			if(p[a] < box.lo[a] || p[a] > box.hi[a]) return;
+		}
+		std::vector<char>& vSent(sentTo(q));
+		if(vSent[i]) return;
+		vSent[i] = 1;
+		vReply.insert(vReply.end(), p, p + REC);
+	});
+}
+
+std::vector<char>& DistributedMesh::sentTo(int q)
+{
+	std::vector<char>& vSent(vSentTo[static_cast<size_t>(q)]);
+	if(vSent.empty()) vSent.assign(vOwnRecords.size() / REC, 0);
+	return vSent;
+}
+
+long DistributedMesh::exchangeGhostLayer()
+{
+	const Box& own(vBoxes[rank]);
+	std::vector<std::vector<double>> vQueries(static_cast<size_t>(size));
+	const size_t numOwn(vOwnRecords.size() / REC);
+	if(numOwn > 0)
+	{
+		// A few mean point spacings: enough for the circumspheres of most
+		// cells near the box's sides.
+		double volume(1.0);
+		int numAxes(0);
+		for(int a = 0; a < 3; ++a)
+		{
+			if(own.hi[a] > own.lo[a])
+			{
+				volume *= own.hi[a] - own.lo[a];
+				++numAxes;
+			}
+		}
+		const double spacing(numAxes == 0 ? 0.0 : std::pow(volume / static_cast<double>(numOwn), 1.0 / numAxes));
+		const double width(2.5 * spacing);
+		const Box layer{{own.lo[0] - width, own.lo[1] - width, own.lo[2] - width},
+			{own.hi[0] + width, own.hi[1] + width, own.hi[2] + width}};
+		fetched = layer;
+		for(int q = 0; q < size; ++q)
+		{
+			const Box& other(vBoxes[q]);
+			bool bMeets(q != rank);
+			for(int a = 0; a < 3 && bMeets; ++a) bMeets = other.lo[a] <= layer.hi[a] && other.hi[a] >= layer.lo[a];
+			if(bMeets) vQueries[q].insert(vQueries[q].end(), {layer.lo[0], layer.lo[1], layer.lo[2], layer.hi[0], layer.hi[1], layer.hi[2]});
+		}
+	}
+	std::vector<int> vCounts;
+	const std::vector<double> vIn(exchange(comm, vQueries, vCounts));
+	std::vector<std::vector<double>> vReplies(static_cast<size_t>(size));
+	size_t at(0);
+	for(int q = 0; q < size; ++q)
+	{
+		for(int k = 0; k < vCounts[q]; k += 6, at += 6)
+		{
+			const Box box{{vIn[at], vIn[at + 1], vIn[at + 2]}, {vIn[at + 3], vIn[at + 4], vIn[at + 5]}};
+			answerBox(q, box, vReplies[q]);
+		}
+	}
+	const std::vector<double> vPoints(exchange(comm, vReplies, vCounts));
+	return insertRecords(vPoints, ownersOf(vCounts));
+}
+
+void DistributedMesh::collectBeyond(const double* a, const double* b, const double* c, std::vector<double>& vAdd,
+	std::vector<int>& vAddOwner)
+{
+	const GrowingSphere sphere(a, b, c);
+	const size_t num(vHullOwner.size());
+	std::vector<std::pair<double, size_t>> vCandidates;
+	double firstHi(std::numeric_limits<double>::infinity());
+	std::vector<double> vLo;
+	for(size_t r = 0; r < num; ++r)
+	{
+		const double* p(&vHullRecords[REC * r]);
+		if(ghostGids.count(static_cast<int64_t>(p[3])) != 0) continue;
+		double lo, hi;
+		if(!sphere.keyInterval(p, lo, hi)) continue;
+		vCandidates.emplace_back(lo, r);
+		firstHi = std::min(firstHi, hi);
+	}
+	// The true first point has a key at most firstHi; every candidate that
+	// may be that low is taken.
+	for(const auto& candidate : vCandidates)
+	{
+		if(candidate.first > firstHi) continue;
+		vAdd.insert(vAdd.end(), &vHullRecords[REC * candidate.second], &vHullRecords[REC * candidate.second] + REC);
+		vAddOwner.push_back(vHullOwner[candidate.second]);
+	}
+}
+
+long DistributedMesh::certifyRound()
+{
+	if(size == 1) return 0; // nobody to ask
+	std::vector<Tet3*> vTets;
+	dt.getTetrahedra(vTets);
+	// Cells older than the last round were certified then, except those
+	// whose answer was cut short and that are still there.
+	std::vector<Tet3*> vWork;
+	vWork.reserve(vTets.size());
+	int newMax(maxSeenId);
+	for(Tet3* pTet : vTets)
+	{
+		if(pTet->getID() <= maxSeenId) continue;
+		newMax = std::max(newMax, pTet->getID());
+		vWork.push_back(pTet);
+	}
+	maxSeenId = newMax;
+	const size_t numNew(vWork.size());
+	std::vector<Tet3*> vAround;
+	for(const Corners& cell : vRetry)
+	{
+		vAround.clear();
+		dt.getTetsAroundVertex(cell[0], vAround);
+		for(Tet3* pTet : vAround)
+		{
+			if(pTet->hasVertex(cell[1]) && pTet->hasVertex(cell[2]) && pTet->hasVertex(cell[3])) vWork.push_back(pTet);
+		}
+	}
+	vRetry.clear();
+
+	std::vector<std::vector<double>> vQueries(static_cast<size_t>(size));
+	std::vector<std::vector<Corners>> vAsked(static_cast<size_t>(size));
+	std::vector<double> vAdd;
+	std::vector<int> vAddOwner;
+	for(size_t w = 0; w < vWork.size(); ++w)
+	{
+		const Tet3* pTet(vWork[w]);
+		const bool bRetry(w >= numNew);
+		bool aOwned[4];
+		double aXyz[4][3];
+		for(int i = 0; i < 4; ++i)
+		{
+			aOwned[i] = ownerOf(pTet->getCorner(i)) == rank;
+			xyz(pTet->getCorner(i), aXyz[i]);
+		}
+		if(!(aOwned[0] || aOwned[1] || aOwned[2] || aOwned[3])) continue;
+		const Ball ball(enclosingCircumball(aXyz[0], aXyz[1], aXyz[2], aXyz[3]));
+		if(std::isinf(ball.radius)) ++numUnbounded;
+		// Every point of the ghost layer is here already.
+		const bool bFetched(ballInsideBox(ball, fetched));
+		for(int q = 0; q < size && !bFetched; ++q)
+		{
+			if(q == rank || !ballMeetsBox(ball, vBoxes[q])) continue;
+			vQueries[q].insert(vQueries[q].end(), {ball.c[0], ball.c[1], ball.c[2], ball.radius, bRetry ? 0.0 : 1.0});
+			vQueries[q].insert(vQueries[q].end(), &aXyz[0][0], &aXyz[0][0] + 12);
+			vAsked[q].push_back(Corners{{pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)}});
+		}
+		for(int i = 0; i < 4; ++i)
+		{
+			const int* f(OUTWARD[i]);
+			if(pTet->getOppTet(i) == nullptr && (aOwned[f[0]] || aOwned[f[1]] || aOwned[f[2]]))
+				collectBeyond(aXyz[f[0]], aXyz[f[1]], aXyz[f[2]], vAdd, vAddOwner);
+		}
+	}
+
+	std::vector<int> vCounts;
+	const std::vector<double> vIn(exchange(comm, vQueries, vCounts));
+	std::vector<std::vector<double>> vReplies(static_cast<size_t>(size)), vCut(static_cast<size_t>(size));
+	size_t at(0);
+	for(int q = 0; q < size; ++q)
+	{
+		for(int k = 0; k < vCounts[q] / QUERY; ++k, at += QUERY)
+		{
+			const Ball ball{{vIn[at], vIn[at + 1], vIn[at + 2]}, vIn[at + 3]};
+			if(answerBall(q, ball, &vIn[at + 5], vIn[at + 4] != 0.0, vReplies[q])) vCut[q].push_back(k);
+		}
+	}
+	std::vector<double> vPoints(exchange(comm, vReplies, vCounts));
+	std::vector<int> vOwner(ownersOf(vCounts));
+	const std::vector<double> vCutIn(exchange(comm, vCut, vCounts));
+	at = 0;
+	for(int q = 0; q < size; ++q)
+	{
+		for(int k = 0; k < vCounts[q]; ++k, ++at) vRetry.push_back(vAsked[q][static_cast<size_t>(vCutIn[at])]);
+	}
+	vPoints.insert(vPoints.end(), vAdd.begin(), vAdd.end());
+	vOwner.insert(vOwner.end(), vAddOwner.begin(), vAddOwner.end());
+	return insertRecords(vPoints, vOwner);
+}
+
+int DistributedMesh::reporterOf(const Tet3* pTet) const
+{
+	const Point3* pMin(pTet->getCorner(0));
+	for(int i = 1; i < 4; ++i)
+	{
+		if(gidOf(pTet->getCorner(i)) < gidOf(pMin)) pMin = pTet->getCorner(i);
+	}
+	return ownerOf(pMin);
+}
+
+void DistributedMesh::reportedCells(std::vector<int64_t>& vQuads)
+{
+	std::vector<Tet3*>& vTets(vFinalTets);
+	vTets.clear();
+	dt.getTetrahedra(vTets);
+	// The reporting process of each cell is kept in its custom index for the
+	// facet check that follows.
+	size_t numMine(0);
+	for(Tet3* pTet : vTets)
+	{
+		pTet->setCustomIndex(reporterOf(pTet));
+		numMine += pTet->getCustomIndex() == rank;
+	}
+	vQuads.reserve(vQuads.size() + 4 * numMine);
+	for(const Tet3* pTet : vTets)
+	{
+		if(pTet->getCustomIndex() != rank) continue;
+		for(int i = 0; i < 4; ++i) vQuads.push_back(gidOf(pTet->getCorner(i)));
+	}
+}
+
+namespace {
+
+struct FacetKey
+{
+	int64_t g[3];
+	bool operator==(const FacetKey& o) const { return g[0] == o.g[0] && g[1] == o.g[1] && g[2] == o.g[2]; }
+};
+struct FacetHash
+{
+	size_t operator()(const FacetKey& k) const
+	{
+		return std::hash<int64_t>()(k.g[0] * 1000003 ^ k.g[1] * 998244353 ^ k.g[2]);
+	}
+};
+
+/// Sorts the three indices; returns the parity of the sorting permutation,
+/// which tells the side of the facet that the cell lies on.
+int sortFacet(int64_t* g)
+{
+	int parity(0);
+	if(g[0] > g[1]) std::swap(g[0], g[1]), parity ^= 1;
+	if(g[1] > g[2]) std::swap(g[1], g[2]), parity ^= 1;
+	if(g[0] > g[1]) std::swap(g[0], g[1]), parity ^= 1;
+	return parity;
+}
+
+} // namespace
+
+long DistributedMesh::countInconsistentFacets()
+{
+	if(size == 1) return 0; // one mesh is consistent
+	// Every facet of a reported cell that is not shared with another cell
+	// reported here goes to the owner of its smallest index, which sees all
+	// records of that facet: it must have one cell on each side, or be a hull
+	// facet of exactly one cell. Facets inside one process's share are
+	// consistent by construction of its mesh.
+	std::vector<std::vector<double>> vOut(static_cast<size_t>(size));
+	for(const Tet3* pTet : vFinalTets)
+	{
+		if(pTet->getCustomIndex() != rank) continue;
+		for(int i = 0; i < 4; ++i)
+		{
+			const Tet3* pNext(pTet->getOppTet(i));
+			if(pNext != nullptr && pNext->getCustomIndex() == rank) continue;
+			const Point3* aCorner[3] = {pTet->getCorner(OUTWARD[i][0]), pTet->getCorner(OUTWARD[i][1]),
+				pTet->getCorner(OUTWARD[i][2])};
+			FacetKey key{{gidOf(aCorner[0]), gidOf(aCorner[1]), gidOf(aCorner[2])}};
+			const int side(sortFacet(key.g));
+			const Point3* pMin(aCorner[0]);
+			for(int k = 1; k < 3; ++k)
+			{
+				if(gidOf(aCorner[k]) < gidOf(pMin)) pMin = aCorner[k];
+			}
+			std::vector<double>& vTo(vOut[static_cast<size_t>(ownerOf(pMin))]);
+			vTo.insert(vTo.end(), {static_cast<double>(key.g[0]), static_cast<double>(key.g[1]),
+				static_cast<double>(key.g[2]), static_cast<double>(side + (pNext == nullptr ? 2 : 0))});
+		}
+	}
+	std::vector<int> vCounts;
+	const std::vector<double> vIn(exchange(comm, vOut, vCounts));
+	// Per facet: the number of cells on side 0, on side 1, and of hull records.
+	std::unordered_map<FacetKey, std::array<int, 3>, FacetHash> seen;
+	for(size_t at = 0; at < vIn.size(); at += 4)
+	{
+		const FacetKey key{{static_cast<int64_t>(vIn[at]), static_cast<int64_t>(vIn[at + 1]), static_cast<int64_t>(vIn[at + 2])}};
+		const int code(static_cast<int>(vIn[at + 3]));
+		std::array<int, 3>& counts(seen.emplace(key, std::array<int, 3>{{0, 0, 0}}).first->second);
+		++counts[code & 1];
+		counts[2] += code >> 1;
+	}
+	long numBad(0);
+	for(const auto& entry : seen)
+	{
+		const std::array<int, 3>& n(entry.second);
+		const bool bInterior(n[0] == 1 && n[1] == 1 && n[2] == 0);
+		const bool bHull(n[0] + n[1] == 1 && n[2] == 1);
+		if(!bInterior && !bHull) ++numBad;
+	}
+	long total(0);
+	MPI_Allreduce(&numBad, &total, 1, MPI_LONG, MPI_SUM, comm);
+	return total;
+}
+
+void triangulateOnRoot(MPI_Comm comm, const std::vector<double>& vOwnRecords, std::vector<int64_t>& vQuads)
+{
+	int rank(0), size(1);
+	MPI_Comm_rank(comm, &rank);
+	MPI_Comm_size(comm, &size);
+	const int numMine(static_cast<int>(vOwnRecords.size()));
+	std::vector<int> vCounts(static_cast<size_t>(size)), vDispl(static_cast<size_t>(size));
+	MPI_Gather(&numMine, 1, MPI_INT, vCounts.data(), 1, MPI_INT, 0, comm);
+	int total(0);
+	for(int q = 0; q < size; ++q)
+	{
+		vDispl[q] = total;
+		total += vCounts[q];
+	}
+	std::vector<double> vAll(rank == 0 ? static_cast<size_t>(total) : 0);
+	MPI_Gatherv(vOwnRecords.data(), numMine, MPI_DOUBLE, vAll.data(), vCounts.data(), vDispl.data(), MPI_DOUBLE, 0, comm);
+	vQuads.clear();
+	if(rank != 0) return;
+	std::vector<Point3> vPoints;
+	for(size_t at = 0; at < vAll.size(); at += REC) vPoints.emplace_back(vAll[at], vAll[at + 1], vAll[at + 2]);
+	VORN3D::Vorn_3D single;
+	std::vector<Point3*> vHandles;
+	{
+		QuietOutput quiet;
+		single.insert(vPoints, vHandles);
+	}
+	// The records are distinct points, so each handle is its own vertex.
+	for(size_t k = 0; k < vHandles.size(); ++k) vHandles[k]->setIndex(static_cast<int>(k));
+	std::vector<Tet3*> vTets;
+	single.getTetrahedra(vTets);
+	for(const Tet3* pTet : vTets)
+	{
+		for(int i = 0; i < 4; ++i) vQuads.push_back(static_cast<int64_t>(vAll[REC * static_cast<size_t>(pTet->getCorner(i)->getIndex()) + 3]));
+	}
+}
+
+} // namespace vorn3dmpi

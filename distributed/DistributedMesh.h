@@ -1,0 +1,113 @@
+// One process's share of a distributed Delaunay tetrahedralisation.
+//
+// Each process triangulates its own points in a Vorn_3D, then fetches the
+// points of other processes that its cells need: a cell with a corner of its
+// own is final once every process whose points may reach into the cell's
+// circumsphere has sent all its points inside it, and a hull facet with a
+// corner of its own is final once no other process has a point beyond it.
+// Rounds repeat until no process receives anything new. A cell is then
+// reported by the process that owns its corner of smallest global index.
+#ifndef VORN3D_DISTRIBUTED_DISTRIBUTEDMESH_H
+#define VORN3D_DISTRIBUTED_DISTRIBUTEDMESH_H
+
+#include <mpi.h>
+
+#include <array>
+#include <cstdint>
+#include <unordered_set>
+#include <vector>
+
+#include <vorn3d/Vorn_3D.h>
+
+#include "Geometry.h"
+
+namespace vorn3dmpi {
+
+class PointGrid;
+
+class DistributedMesh
+{
+public:
+	/// vBoxes: the bounding box of every process's own points.
+	DistributedMesh(MPI_Comm comm, const std::vector<Box>& vBoxes);
+	~DistributedMesh();
+	DistributedMesh(const DistributedMesh&) = delete;
+	DistributedMesh& operator=(const DistributedMesh&) = delete;
+
+	/// Triangulates this process's points (vGid: their global indices, in
+	/// increasing order) and shares the vertices of their convex hull.
+	/// Collective. Returns the number of hull vertices received.
+	long triangulateOwn(const std::vector<VORN3D::Point3>& vPoints, const std::vector<int64_t>& vGid);
+	/// Fetches the neighbours' points within a layer around this process's
+	/// box, so that the rounds start near their end. Collective; returns the
+	/// number of points received.
+	long exchangeGhostLayer();
+	/// One certification round over the cells created since the last one.
+	/// Collective; returns the number of points added here.
+	long certifyRound();
+	/// The cells this process reports, four global indices each, corners in
+	/// positive orientation.
+	void reportedCells(std::vector<int64_t>& vQuads);
+	/// Call after reportedCells (which marks the cells). Checks that every facet between cells reported by different processes
+	/// is reported once from each side, and every hull facet once. Collective;
+	/// returns the number of mismatches over all processes.
+	long countInconsistentFacets();
+	/// This process's points, each distinct point once: x, y, z, global index.
+	const std::vector<double>& ownPoints() const { return vOwnRecords; }
+	/// Number of cells whose circumsphere could not be bounded in floating
+	/// point (their queries went to every process, for all points).
+	long numUnboundedCells() const { return numUnbounded; }
+
+private:
+	int ownerOf(const VORN3D::Point3* pVtx) const { return vSlotOwner[static_cast<size_t>(pVtx->getIndex())]; }
+	int64_t gidOf(const VORN3D::Point3* pVtx) const { return vSlotGid[static_cast<size_t>(pVtx->getIndex())]; }
+	/// Owner of the cell's corner with the smallest global index.
+	int reporterOf(const VORN3D::Tet3* pTet) const;
+	/// Inserts records (x, y, z, gid) owned by vOwner; skips points present.
+	long insertRecords(const std::vector<double>& vRecords, const std::vector<int>& vOwner);
+	/// Points of this process inside the query (ball or box) not sent to q
+	/// before, appended to vReply as records. With bLimited a ball's answer
+	/// may be cut to the points deepest inside; then answerBall returns true.
+	/// pCorners: the cell's corners (12 coordinates), for the sphere filter.
+	bool answerBall(int q, const Ball& ball, const double* pCorners, bool bLimited, std::vector<double>& vReply);
+	void answerBox(int q, const Box& box, std::vector<double>& vReply);
+	/// Flags of the points already sent to process q.
+	std::vector<char>& sentTo(int q);
+	/// Hull facet (a, b, c), outer side (b-a)x(c-a): the other processes' hull
+	/// vertices that may be its Delaunay neighbour are added to vAdd.
+	void collectBeyond(const double* a, const double* b, const double* c, std::vector<double>& vAdd, std::vector<int>& vAddOwner);
+
+	MPI_Comm comm;
+	int rank, size;
+	std::vector<Box> vBoxes;
+	// The box of which this process holds every point (the ghost layer).
+	Box fetched;
+	VORN3D::Vorn_3D dt;
+	// Per slot (one per inserted point): global index and owning process.
+	// A vertex's index field holds the slot of its first point.
+	std::vector<int64_t> vSlotGid;
+	std::vector<int> vSlotOwner;
+	std::unordered_set<int64_t> ghostGids;
+	std::vector<double> vOwnRecords;
+	PointGrid* pGrid;
+	std::vector<std::vector<char>> vSentTo;
+	// Other processes' hull vertices (records) and their owners.
+	std::vector<double> vHullRecords;
+	std::vector<int> vHullOwner;
+	int maxSeenId;
+	// Cells whose last answer was cut short: asked again while they exist.
+	using Corners = std::array<VORN3D::Point3*, 4>;
+	std::vector<Corners> vRetry;
+	// The cells as reportedCells found them, for the facet check.
+	std::vector<VORN3D::Tet3*> vFinalTets;
+	long numUnbounded;
+};
+
+/// The fallback: all distinct points (records of ownPoints) gathered on rank 0
+/// and triangulated there in one Vorn_3D. Collective; vQuads receives the
+/// cells on rank 0 and stays empty elsewhere.
+void triangulateOnRoot(MPI_Comm comm, const std::vector<double>& vOwnRecords, std::vector<int64_t>& vQuads);
+
+} // namespace vorn3dmpi
+
+#endif

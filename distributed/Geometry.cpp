@@ -1,0 +1,246 @@
+#include "Geometry.h"
+
+#include <cfloat>
+#include <cmath>
+#include <limits>
+
+namespace vorn3dmpi {
+
+namespace {
+
+// Safety factor on the unit round-off: each bound below counts a handful of
+// roundings; 64 leaves a wide margin for the ones not counted one by one.
+constexpr double ERR = 64.0 * DBL_EPSILON;
+constexpr double INF = std::numeric_limits<double>::infinity();
+
+inline void sub(const double* p, const double* q, double* r)
+{
+	r[0] = p[0] - q[0];
+	r[1] = p[1] - q[1];
+	r[2] = p[2] - q[2];
+}
+inline void cross(const double* p, const double* q, double* r)
+{
+	r[0] = p[1] * q[2] - p[2] * q[1];
+	r[1] = p[2] * q[0] - p[0] * q[2];
+	r[2] = p[0] * q[1] - p[1] * q[0];
+}
+inline double dot(const double* p, const double* q)
+{
+	return p[0] * q[0] + p[1] * q[1] + p[2] * q[2];
+}
+inline double norm(const double* p)
+{
+	return std::sqrt(dot(p, p));
+}
+// Slack for comparing a distance computed from coordinates of size about
+// scale against a radius.
+inline double roundingSlack(const Ball& ball)
+{
+	return ERR * (std::fabs(ball.c[0]) + std::fabs(ball.c[1]) + std::fabs(ball.c[2]) + ball.radius);
+}
+
+} // namespace
+
+namespace {
+
+/// The work of enclosingCircumball in the floating type T. Returns false
+/// (and leaves ball alone) when the relative error bound of the determinant
+/// exceeds maxRelativeError.
+template<class T>
+bool circumball(const double* pa, const double* pb, const double* pc, const double* pd, double maxRelativeError, Ball& ball)
+{
+	const T err(64 * std::numeric_limits<T>::epsilon());
+	T u[3], v[3], w[3], vw[3], wu[3], uv[3];
+	for(int i = 0; i < 3; ++i)
+	{
+		u[i] = T(pb[i]) - T(pa[i]);
+		v[i] = T(pc[i]) - T(pa[i]);
+		w[i] = T(pd[i]) - T(pa[i]);
+	}
+	const auto cross([](const T* p, const T* q, T* r) {
+		r[0] = p[1] * q[2] - p[2] * q[1];
+		r[1] = p[2] * q[0] - p[0] * q[2];
+		r[2] = p[0] * q[1] - p[1] * q[0];
+	});
+	const auto dot([](const T* p, const T* q) { return p[0] * q[0] + p[1] * q[1] + p[2] * q[2]; });
+	cross(v, w, vw);
+	cross(w, u, wu);
+	cross(u, v, uv);
+	const T u2(dot(u, u)), v2(dot(v, v)), w2(dot(w, w));
+	const T lu(std::sqrt(u2)), lv(std::sqrt(v2)), lw(std::sqrt(w2));
+	const T det(dot(u, vw));
+	const T errDet(err * lu * lv * lw);
+	if(!(std::fabs(det) * T(maxRelativeError) > errDet)) return false;
+	T x[3];
+	for(int i = 0; i < 3; ++i) x[i] = u2 * vw[i] + v2 * wu[i] + w2 * uv[i];
+	const T lenX(std::sqrt(dot(x, x)));
+	const T errX(err * lu * lv * lw * (lu + lv + lw));
+	// x / (2 det) is the offset of the centre from a; the true offset differs
+	// by at most delta.
+	const T delta((errX + lenX * errDet / (std::fabs(det) - errDet)) / (2 * (std::fabs(det) - errDet)));
+	T offsetLen(0);
+	for(int i = 0; i < 3; ++i)
+	{
+		const T xi(x[i] / (2 * det));
+		ball.c[i] = static_cast<double>(T(pa[i]) + xi);
+		offsetLen += xi * xi;
+	}
+	offsetLen = std::sqrt(offsetLen);
+	const double scale(std::fabs(pa[0]) + std::fabs(pa[1]) + std::fabs(pa[2]) + static_cast<double>(offsetLen));
+	ball.radius = (static_cast<double>(offsetLen + 2 * delta) + ERR * scale) * (1.0 + ERR);
+	return true;
+}
+
+} // namespace
+
+Ball enclosingCircumball(const double* a, const double* b, const double* c, const double* d)
+{
+	// Doubles suffice for all but flat cells; those get the wider type (where
+	// it is wider), so that their large spheres are not inflated further.
+	Ball ball{{0.0, 0.0, 0.0}, INF};
+	if(circumball<double>(a, b, c, d, 1e-10, ball)) return ball;
+	if(circumball<long double>(a, b, c, d, 0.25, ball)) return ball;
+	return ball;
+}
+
+namespace {
+
+using Real = long double;
+
+Real det3(const Real* u, const Real* v, const Real* w, Real& permanent)
+{
+	permanent = std::fabs(u[0]) * (std::fabs(v[1] * w[2]) + std::fabs(v[2] * w[1])) +
+		std::fabs(u[1]) * (std::fabs(v[0] * w[2]) + std::fabs(v[2] * w[0])) +
+		std::fabs(u[2]) * (std::fabs(v[0] * w[1]) + std::fabs(v[1] * w[0]));
+	return u[0] * (v[1] * w[2] - v[2] * w[1]) - u[1] * (v[0] * w[2] - v[2] * w[0]) + u[2] * (v[0] * w[1] - v[1] * w[0]);
+}
+
+} // namespace
+
+int sphereSide(const double* a, const double* b, const double* c, const double* d, const double* p)
+{
+	const Real err(64 * std::numeric_limits<Real>::epsilon());
+	const double* aCorner[4] = {a, b, c, d};
+	Real rows[4][4];
+	for(int i = 0; i < 4; ++i)
+	{
+		for(int k = 0; k < 3; ++k) rows[i][k] = Real(aCorner[i][k]) - Real(p[k]);
+		rows[i][3] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
+	}
+	// The lifted determinant, expanded along the lift column.
+	Real det(0), permanent(0);
+	for(int i = 0; i < 4; ++i)
+	{
+		const Real* aMinor[3];
+		for(int j = 0, n = 0; j < 4; ++j)
+		{
+			if(j != i) aMinor[n++] = rows[j];
+		}
+		Real minorPermanent;
+		const Real minor(det3(aMinor[0], aMinor[1], aMinor[2], minorPermanent));
+		det += (i % 2 == 0 ? -1 : 1) * rows[i][3] * minor;
+		permanent += rows[i][3] * minorPermanent;
+	}
+	Real u[3], v[3], w[3], orientPermanent;
+	for(int k = 0; k < 3; ++k)
+	{
+		u[k] = Real(b[k]) - Real(a[k]);
+		v[k] = Real(c[k]) - Real(a[k]);
+		w[k] = Real(d[k]) - Real(a[k]);
+	}
+	const Real orient(det3(u, v, w, orientPermanent));
+	if(std::fabs(orient) <= err * orientPermanent || std::fabs(det) <= err * permanent) return 0;
+	// For a positive cell the lifted determinant is negative inside.
+	return (det < 0) == (orient > 0) ? 1 : -1;
+}
+
+double reach(const Ball& ball)
+{
+	return ball.radius + roundingSlack(ball);
+}
+
+bool ballMeetsBox(const Ball& ball, const Box& box)
+{
+	if(box.lo[0] > box.hi[0] || box.lo[1] > box.hi[1] || box.lo[2] > box.hi[2]) return false;
+	if(std::isinf(ball.radius)) return true;
+	double dist2(0.0);
+	for(int i = 0; i < 3; ++i)
+	{
+		const double gap(ball.c[i] < box.lo[i] ? box.lo[i] - ball.c[i] : (ball.c[i] > box.hi[i] ? ball.c[i] - box.hi[i] : 0.0));
+		dist2 += gap * gap;
+	}
+	const double r(reach(ball));
+	return dist2 <= r * r;
+}
+
+bool ballInsideBox(const Ball& ball, const Box& box)
+{
+	const double r(reach(ball));
+	for(int i = 0; i < 3; ++i)
+	{
+		// Written so that an infinite radius or an empty box answers false.
+		if(!(ball.c[i] - r >= box.lo[i] && ball.c[i] + r <= box.hi[i])) return false;
+	}
+	return true;
+}
+
+bool ballContains(const Ball& ball, const double* p)
+{
+	if(std::isinf(ball.radius)) return true;
+	double q[3];
+	sub(p, ball.c, q);
+	const double r(reach(ball));
+	return dot(q, q) <= r * r;
+}
+
+GrowingSphere::GrowingSphere(const double* a, const double* b, const double* c)
+{
+	double u[3], v[3], nv[3], un[3];
+	sub(b, a, u);
+	sub(c, a, v);
+	cross(u, v, n_);
+	cross(n_, v, nv);
+	cross(u, n_, un);
+	const double u2(dot(u, u)), v2(dot(v, v));
+	for(int i = 0; i < 3; ++i)
+	{
+		a_[i] = a[i];
+		g_[i] = u2 * nv[i] + v2 * un[i];
+	}
+	const double lu(std::sqrt(u2)), lv(std::sqrt(v2));
+	lenUV_ = lu * lv;
+	magG_ = lenUV_ * lenUV_ * (lu + lv);
+}
+
+bool GrowingSphere::keyInterval(const double* p, double& lo, double& hi) const
+{
+	// With w = p - a the centre of the sphere through a, b, c, p lies at
+	// height (g.w + |w|^2 |n|^2) / (2 n.w |n|) above the facet's plane.
+	double w[3];
+	sub(p, a_, w);
+	const double lw(norm(w));
+	const double side(dot(n_, w));
+	const double errSide(ERR * lenUV_ * lw);
+	if(side < -errSide) return false;
+	const double num(dot(g_, w) + dot(w, w) * dot(n_, n_));
+	const double errNum(ERR * (magG_ * lw + lenUV_ * lenUV_ * lw * lw));
+	const double numLo(num - errNum), numHi(num + errNum);
+	const double sideHi(side + errSide);
+	if(!(sideHi > 0.0)) return false;
+	if(side - errSide <= 0.0)
+	{
+		// Nearly on the plane: the key may be anywhere beyond numLo / sideHi.
+		lo = numLo < 0.0 ? -INF : numLo / sideHi;
+		hi = INF;
+		return true;
+	}
+	const double sideLo(side - errSide);
+	lo = numLo < 0.0 ? numLo / sideLo : numLo / sideHi;
+	hi = numHi < 0.0 ? numHi / sideHi : numHi / sideLo;
+	lo -= std::fabs(lo) * ERR;
+	hi += std::fabs(hi) * ERR;
+	return true;
+}
+
+} // namespace vorn3dmpi

@@ -1,0 +1,71 @@
+// Conservative floating-point geometry of the certification rounds.
+//
+// The local triangulations are exact; these tests only decide which points
+// must be fetched from other processes. Each answer is a superset: a ball
+// that contains the true circumsphere, an interval that contains the true
+// value. Error bounds are first-order bounds on the rounding of the few
+// operations involved, scaled by a generous safety factor.
+#ifndef VORN3D_DISTRIBUTED_GEOMETRY_H
+#define VORN3D_DISTRIBUTED_GEOMETRY_H
+
+namespace vorn3dmpi {
+
+/// A closed ball; radius is +infinity when the sphere could not be bounded.
+struct Ball
+{
+	double c[3];
+	double radius;
+};
+
+/// An axis-parallel closed box; empty when lo > hi on some axis.
+struct Box
+{
+	double lo[3];
+	double hi[3];
+};
+
+/// A ball that contains the circumsphere of the tetrahedron a, b, c, d (and,
+/// with a rounding margin, every point whose squared distance to the centre
+/// computes to at most radius^2). Nearly flat cells give an infinite ball.
+Ball enclosingCircumball(const double* a, const double* b, const double* c, const double* d);
+
+/// The radius up to which ballContains accepts points (radius plus the
+/// rounding of a computed distance).
+double reach(const Ball& ball);
+
+/// True if the closed ball and the closed box may meet.
+bool ballMeetsBox(const Ball& ball, const Box& box);
+
+/// True if the ball certainly lies inside the closed box.
+bool ballInsideBox(const Ball& ball, const Box& box);
+
+/// True if p lies in the closed ball, up to the rounding of the distance.
+bool ballContains(const Ball& ball, const double* p);
+
+/// Where p lies against the circumsphere of the positively oriented cell
+/// a, b, c, d: +1 inside, -1 outside, 0 when the filter (long double with an
+/// error bound) cannot tell.
+int sphereSide(const double* a, const double* b, const double* c, const double* d, const double* p);
+
+/// The spheres through a hull facet a, b, c that grow towards its outer side.
+/// For a point p on the outer side the key is the height (times a positive
+/// constant) of the centre of the sphere through a, b, c, p: the facet's
+/// Delaunay neighbour across the plane is the point of smallest key.
+class GrowingSphere
+{
+public:
+	/// a, b, c in the order that makes the outer normal (b-a)x(c-a).
+	GrowingSphere(const double* a, const double* b, const double* c);
+	/// False when p is certainly not on the outer side. Otherwise [lo, hi]
+	/// contains the key of p (lo may be -infinity, hi +infinity when p is
+	/// nearly on the plane).
+	bool keyInterval(const double* p, double& lo, double& hi) const;
+
+private:
+	double a_[3], n_[3], g_[3];
+	double lenUV_, magG_;
+};
+
+} // namespace vorn3dmpi
+
+#endif

@@ -1,0 +1,266 @@
+// vorn3d-mpi: the Delaunay tetrahedralisation of a point file, computed by
+// several processes.
+//
+//   mpirun -np 4 vorn3d-mpi cloud.ply --cells cells.txt -o mesh.vtk
+//
+// Every process reads the file, takes its region of a k-d split balanced by
+// count, triangulates it and exchanges points with the others until all of
+// its cells are certified (see DistributedMesh.h). Rank 0 prints the time,
+// the points moved and the peak memory of every phase.
+#include <mpi.h>
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include <vorn3d/Vorn_3D.h>
+
+#include "DistributedMesh.h"
+#include "Output.h"
+#include "Partition.h"
+#include "PointFile.h"
+
+using VORN3D::Point3;
+
+namespace {
+
+const char* const USAGE =
+	"usage: mpirun -np P vorn3d-mpi POINTS [--cells FILE] [-o OUT.vtk]\n"
+	"  POINTS        plain text \"x y z\" per line, or PLY (ASCII or binary)\n"
+	"  --cells FILE  one line per tetrahedron: four 0-based indices into POINTS\n"
+	"                (a repeated point is represented by its first occurrence)\n"
+	"  -o OUT.vtk    the tetrahedra as a binary legacy VTK unstructured grid\n";
+
+double cpuSeconds()
+{
+	rusage usage{};
+	getrusage(RUSAGE_SELF, &usage);
+	return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+		1e-6 * static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+}
+
+double peakMiB()
+{
+	if(FILE* pStatus = std::fopen("/proc/self/status", "r"))
+	{
+		char aLine[256];
+		long kib(-1);
+		while(std::fgets(aLine, sizeof(aLine), pStatus) != nullptr)
+		{
+			if(std::sscanf(aLine, "VmHWM: %ld kB", &kib) == 1) break;
+		}
+		std::fclose(pStatus);
+		if(kib >= 0) return static_cast<double>(kib) / 1024.0;
+	}
+	return 0.0;
+}
+
+/// Collects the phases; each one's figures are reduced over the processes
+/// when it ends, and rank 0 prints them.
+class PhaseReport
+{
+public:
+	explicit PhaseReport(MPI_Comm comm_): comm(comm_), start(std::chrono::steady_clock::now()), cpuStart(cpuSeconds())
+	{
+		MPI_Comm_rank(comm, &rank);
+		MPI_Comm_size(comm, &size);
+	}
+	/// Ends a phase; moved counts the points this process received in it.
+	/// Prints the wall time and processor time of the slowest process.
+	/// Returns the sum of moved over all processes.
+	long end(const std::string& name, long moved)
+	{
+		const auto now(std::chrono::steady_clock::now());
+		const double seconds(std::chrono::duration<double>(now - start).count());
+		double maxSeconds(0.0), maxPeak(0.0), maxCpu(0.0);
+		const double peak(peakMiB()), cpu(cpuSeconds());
+		long total(0);
+		MPI_Reduce(&seconds, &maxSeconds, 1, MPI_DOUBLE, MPI_MAX, 0, comm);
+		const double phaseCpu(cpu - cpuStart);
+		MPI_Reduce(&phaseCpu, &maxCpu, 1, MPI_DOUBLE, MPI_MAX, 0, comm);
+		MPI_Reduce(&peak, &maxPeak, 1, MPI_DOUBLE, MPI_MAX, 0, comm);
+		MPI_Allreduce(&moved, &total, 1, MPI_LONG, MPI_SUM, comm);
+		if(rank == 0)
+		{
+			std::printf("  %-22s %10.3f %10.3f %14ld %12.1f\n", name.c_str(), maxSeconds, maxCpu, total, maxPeak);
+			std::fflush(stdout);
+		}
+		totalSeconds += maxSeconds;
+		if(name != "read" && name != "output")
+		{
+			computeSeconds += maxSeconds;
+			computeCpuSeconds += cpu - cpuStart;
+		}
+		cpuStart = cpu;
+		start = std::chrono::steady_clock::now();
+		return total;
+	}
+	double seconds() const { return totalSeconds; }
+	/// All phases but reading the input and writing the output: wall time
+	/// (the slowest process) and this process's processor time.
+	double computeSeconds = 0.0;
+	double computeCpuSeconds = 0.0;
+
+private:
+	MPI_Comm comm;
+	int rank = 0, size = 1;
+	std::chrono::steady_clock::time_point start;
+	double cpuStart;
+	double totalSeconds = 0.0;
+};
+
+bool allTrue(MPI_Comm comm, bool b)
+{
+	int mine(b ? 1 : 0), all(0);
+	MPI_Allreduce(&mine, &all, 1, MPI_INT, MPI_MIN, comm);
+	return all != 0;
+}
+
+int run(MPI_Comm comm, int argc, char** argv)
+{
+	int rank(0), size(1);
+	MPI_Comm_rank(comm, &rank);
+	MPI_Comm_size(comm, &size);
+	std::string inputFile, cellsFile, vtkFile;
+	for(int i = 1; i < argc; ++i)
+	{
+		const std::string arg(argv[i]);
+		if(arg == "-h" || arg == "--help")
+		{
+			if(rank == 0) std::printf("%s", USAGE);
+			return 0;
+		}
+		std::string* pTarget(arg == "--cells" ? &cellsFile : (arg == "-o" ? &vtkFile : nullptr));
+		std::string problem;
+		if(pTarget != nullptr)
+		{
+			if(i + 1 < argc) *pTarget = argv[++i];
+			else problem = arg + " needs a file name";
+		}
+		else if(!arg.empty() && arg[0] == '-') problem = "unknown option " + arg;
+		else if(inputFile.empty()) inputFile = arg;
+		else problem = "more than one points file given";
+		if(!problem.empty())
+		{
+			if(rank == 0) std::fprintf(stderr, "vorn3d-mpi: %s\n%s", problem.c_str(), USAGE);
+			return 2;
+		}
+	}
+	if(inputFile.empty())
+	{
+		if(rank == 0) std::fprintf(stderr, "vorn3d-mpi: no points file given\n%s", USAGE);
+		return 2;
+	}
+
+	if(rank == 0)
+	{
+		std::printf("%s, vorn3d-mpi on %d process%s\n", VORN3D::getVorn3DVersion().c_str(), size, size == 1 ? "" : "es");
+		std::printf("  %-22s %10s %10s %14s %12s\n", "phase", "time_s", "cpu_s", "points_moved", "peak_MiB");
+	}
+	PhaseReport report(comm);
+
+	std::vector<Point3> vAll;
+	std::string errorMessage;
+	const bool bRead(vorn3dapp::readPoints(inputFile, vAll, errorMessage));
+	if(!allTrue(comm, bRead))
+	{
+		if(rank == 0) std::fprintf(stderr, "vorn3d-mpi: %s\n", errorMessage.c_str());
+		return 1;
+	}
+	report.end("read", 0);
+
+	std::vector<int> vOwner;
+	std::vector<vorn3dmpi::Box> vBoxes;
+	vorn3dmpi::partitionPoints(vAll, size, vOwner, vBoxes);
+	std::vector<Point3> vMine;
+	std::vector<int64_t> vGid;
+	for(size_t i = 0; i < vAll.size(); ++i)
+	{
+		if(vOwner[i] != rank) continue;
+		vMine.push_back(vAll[i]);
+		vGid.push_back(static_cast<int64_t>(i));
+	}
+	const size_t numPoints(vAll.size());
+	std::vector<int>().swap(vOwner);
+	// Only the VTK writer needs all points again, and only on rank 0.
+	if(vtkFile.empty() || rank != 0) std::vector<Point3>().swap(vAll);
+	report.end("partition", 0);
+
+	vorn3dmpi::DistributedMesh mesh(comm, vBoxes);
+	report.end("local triangulation", mesh.triangulateOwn(vMine, vGid));
+	std::vector<Point3>().swap(vMine);
+	report.end("ghost layer", mesh.exchangeGhostLayer());
+	for(int round = 1;; ++round)
+	{
+		if(report.end("round " + std::to_string(round), mesh.certifyRound()) == 0) break;
+	}
+
+	std::vector<int64_t> vQuads;
+	mesh.reportedCells(vQuads);
+	const long numBad(mesh.countInconsistentFacets());
+	report.end("cells and facet check", 0);
+	if(numBad > 0)
+	{
+		// Degenerate input that processes triangulated differently: one
+		// process triangulates everything instead.
+		if(rank == 0)
+			std::printf("  fallback: %ld facet%s reported inconsistently; all points triangulated on rank 0\n", numBad,
+				numBad == 1 ? "" : "s");
+		vorn3dmpi::triangulateOnRoot(comm, mesh.ownPoints(), vQuads);
+		report.end("fallback on rank 0", static_cast<long>(rank == 0 ? 0 : mesh.ownPoints().size() / 4));
+	}
+
+	bool bWritten(true);
+	if(!cellsFile.empty()) bWritten = vorn3dmpi::writeCells(comm, cellsFile, vQuads) && bWritten;
+	if(!vtkFile.empty()) bWritten = vorn3dmpi::writeVtk(comm, vtkFile, vAll, vQuads) && bWritten;
+	report.end("output", 0);
+
+	long long myCells(static_cast<long long>(vQuads.size() / 4)), numCells(0);
+	MPI_Reduce(&myCells, &numCells, 1, MPI_LONG_LONG, MPI_SUM, 0, comm);
+	long unbounded(mesh.numUnboundedCells()), numUnbounded(0);
+	MPI_Reduce(&unbounded, &numUnbounded, 1, MPI_LONG, MPI_SUM, 0, comm);
+	const double peak(peakMiB());
+	std::vector<double> vPeaks(static_cast<size_t>(size)), vCpu(static_cast<size_t>(size));
+	MPI_Gather(&peak, 1, MPI_DOUBLE, vPeaks.data(), 1, MPI_DOUBLE, 0, comm);
+	MPI_Gather(&report.computeCpuSeconds, 1, MPI_DOUBLE, vCpu.data(), 1, MPI_DOUBLE, 0, comm);
+	if(rank == 0)
+	{
+		std::printf("  points                 %zu\n", numPoints);
+		std::printf("  tetrahedra             %lld\n", numCells);
+		std::printf("  total time             %.3f s\n", report.seconds());
+		std::printf("  without read/output    %.3f s\n", report.computeSeconds);
+		// On a shared machine the processor time shows the work apart from
+		// the waiting for a core.
+		std::printf("  CPU s per process     ");
+		for(double value : vCpu) std::printf(" %.3f", value);
+		std::printf("\n");
+		std::printf("  peak MiB per process  ");
+		for(double value : vPeaks) std::printf(" %.1f", value);
+		std::printf("\n");
+		if(numUnbounded > 0) std::printf("  unbounded spheres      %ld (answered with all points)\n", numUnbounded);
+		if(!bWritten) std::fprintf(stderr, "vorn3d-mpi: an output file could not be written\n");
+	}
+	return bWritten ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+	MPI_Init(&argc, &argv);
+	int status(0);
+	try
+	{
+		status = run(MPI_COMM_WORLD, argc, argv);
+	}
+	catch(const std::exception& e)
+	{
+		std::fprintf(stderr, "vorn3d-mpi: %s\n", e.what());
+		MPI_Abort(MPI_COMM_WORLD, 1);
+	}
+	MPI_Finalize();
+	return status;
+}

@@ -1,0 +1,23 @@
+# The distributed program on 1, 2 and 4 processes (oversubscribed on small
+# machines): its cells against one Vorn_3D object, or checked exactly on a
+# degenerate grid with duplicates. Not in the sanitizer build, where the MPI
+# library's own allocations would count as leaks.
+if(TARGET vorn3d-mpi AND NOT VORN3D_SANITIZE)
+  add_executable(check_cells ${CMAKE_CURRENT_SOURCE_DIR}/distributed/check_cells.cpp)
+  target_link_libraries(check_cells PRIVATE vorn3d_testsupport vorn3d_pointfile)
+  set(mpiDir ${CMAKE_CURRENT_BINARY_DIR}/distributed)
+  file(MAKE_DIRECTORY ${mpiDir})
+  foreach(set uniform:3000:same clustered:3000:same elongated:3000:same sphere:2000:same grid:2000:valid)
+    string(REPLACE ":" ";" parts ${set})
+    list(GET parts 0 kind)
+    list(GET parts 1 count)
+    list(GET parts 2 mode)
+    foreach(np 1 2 4)
+      add_test(NAME mpi.${kind}.np${np}
+        COMMAND ${CMAKE_COMMAND} -DCHECK=$<TARGET_FILE:check_cells> -DPROGRAM=$<TARGET_FILE:vorn3d-mpi>
+          -DMPIEXEC=${MPIEXEC_EXECUTABLE} -DNP=${np} -DKIND=${kind} -DCOUNT=${count} -DMODE=${mode}
+          -DWORK=${mpiDir}/${kind}.np${np} -P ${CMAKE_CURRENT_SOURCE_DIR}/distributed/run_case.cmake)
+      set_tests_properties(mpi.${kind}.np${np} PROPERTIES TIMEOUT 300)
+    endforeach()
+  endforeach()
+endif()

@@ -1,0 +1,13 @@
+# One distributed case: write the points, run vorn3d-mpi, check its cells.
+file(REMOVE_RECURSE ${WORK})
+file(MAKE_DIRECTORY ${WORK})
+function(run)
+  execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${WORK} RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  message("${out}${err}")
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "exit status ${status}: ${ARGN}")
+  endif()
+endfunction()
+run(${CHECK} gen ${KIND} ${COUNT} points.xyz)
+run(${MPIEXEC} --allow-run-as-root --oversubscribe -np ${NP} ${PROGRAM} points.xyz --cells cells.txt -o mesh.vtk)
+run(${CHECK} ${MODE} points.xyz cells.txt)
