@@ -28,13 +28,17 @@ namespace {
 
 // ---------------------------------------------------------------- integers
 
-// A signed integer of at most N 32-bit limbs: magnitude little-endian, len
+// Products of two limbs and sums with carries, exactly (a GCC and Clang
+// extension; __extension__ keeps -Wpedantic quiet about it).
+__extension__ typedef unsigned __int128 DoubleLimb;
+
+// A signed integer of at most N 64-bit limbs: magnitude little-endian, len
 // limbs in use (no leading zero limb; 0 for zero), and a sign flag.
 template <int N> struct FixedInt
 {
 	int len;
 	bool bNegative;
-	uint32_t limb[N];
+	uint64_t limb[N];
 };
 
 // Compares |a| with |b|: -1, 0 or 1.
@@ -64,24 +68,24 @@ template <int N> void addSigned(const FixedInt<N>& a, const FixedInt<N>& b, bool
 	{
 		const FixedInt<N>& longer(a.len >= b.len ? a : b);
 		const FixedInt<N>& shorter(a.len >= b.len ? b : a);
-		uint64_t carry(0);
+		DoubleLimb carry(0);
 		int i(0);
 		for(; i < shorter.len; ++i)
 		{
-			carry += uint64_t(longer.limb[i]) + shorter.limb[i];
-			out.limb[i] = static_cast<uint32_t>(carry);
-			carry >>= 32;
+			carry += DoubleLimb(longer.limb[i]) + shorter.limb[i];
+			out.limb[i] = static_cast<uint64_t>(carry);
+			carry >>= 64;
 		}
 		for(; i < longer.len; ++i)
 		{
 			carry += longer.limb[i];
-			out.limb[i] = static_cast<uint32_t>(carry);
-			carry >>= 32;
+			out.limb[i] = static_cast<uint64_t>(carry);
+			carry >>= 64;
 		}
 		if(carry != 0)
 		{
 			ASSERT_CONDITION(i<N);
-			out.limb[i++] = static_cast<uint32_t>(carry);
+			out.limb[i++] = static_cast<uint64_t>(carry);
 		}
 		out.len = i;
 		out.bNegative = a.bNegative;
@@ -94,9 +98,10 @@ template <int N> void addSigned(const FixedInt<N>& a, const FixedInt<N>& b, bool
 	uint64_t borrow(0);
 	for(int i = 0; i < larger.len; ++i)
 	{
-		const uint64_t diff(uint64_t(larger.limb[i]) - (i < smaller.len ? smaller.limb[i] : 0u) - borrow);
-		out.limb[i] = static_cast<uint32_t>(diff);
-		borrow = diff >> 63;
+		const DoubleLimb diff(
+			DoubleLimb(larger.limb[i]) - (i < smaller.len ? smaller.limb[i] : uint64_t(0)) - borrow);
+		out.limb[i] = static_cast<uint64_t>(diff);
+		borrow = static_cast<uint64_t>(diff >> 127);
 	}
 	out.len = larger.len;
 	out.bNegative = bAIsLarger ? a.bNegative : bNegativeB;
@@ -112,19 +117,19 @@ template <int A, int B> void multiply(const FixedInt<A>& a, const FixedInt<B>& b
 		out.bNegative = false;
 		return;
 	}
-	std::memset(out.limb, 0, sizeof(uint32_t) * static_cast<size_t>(a.len + b.len));
+	std::memset(out.limb, 0, sizeof(uint64_t) * static_cast<size_t>(a.len + b.len));
 	for(int i = 0; i < a.len; ++i)
 	{
-		const uint64_t ai(a.limb[i]);
-		uint64_t carry(0);
+		const DoubleLimb ai(a.limb[i]);
+		DoubleLimb carry(0);
 		for(int j = 0; j < b.len; ++j)
 		{
-			// At most (2^32 - 1)^2 + 2 (2^32 - 1) = 2^64 - 1.
+			// At most (2^64 - 1)^2 + 2 (2^64 - 1) = 2^128 - 1.
 			carry += ai * b.limb[j] + out.limb[i + j];
-			out.limb[i + j] = static_cast<uint32_t>(carry);
-			carry >>= 32;
+			out.limb[i + j] = static_cast<uint64_t>(carry);
+			carry >>= 64;
 		}
-		out.limb[i + b.len] = static_cast<uint32_t>(carry);
+		out.limb[i + b.len] = static_cast<uint64_t>(carry);
 	}
 	out.len = a.len + b.len;
 	out.bNegative = a.bNegative != b.bNegative;
@@ -132,12 +137,12 @@ template <int A, int B> void multiply(const FixedInt<A>& a, const FixedInt<B>& b
 }
 
 // Limb counts. A coordinate over the call's lowest exponent is below
-// 2^(1024 + 1074) = 2^2098; a difference below 2^2099 (66 limbs). Products
+// 2^(1024 + 1074) = 2^2098; a difference below 2^2099 (33 limbs). Products
 // of two differences and the 2x2 minors and lifts (sums of up to three
 // such products) stay below 2^4200; the 3x3 minors below 2^6300 and the
 // sphere determinant below 2^10502. The multiplications need the sum of
 // their operands' limbs, which also covers these bounds.
-const int diffLimbs(66);
+const int diffLimbs(33);
 typedef FixedInt<diffLimbs> Diff;
 typedef FixedInt<2 * diffLimbs> Quad;
 typedef FixedInt<3 * diffLimbs> Cubic;
@@ -286,24 +291,16 @@ private:
 			return;
 		}
 		// |value| < 2^1024 over 2^lowExponent >= 2^-1074: below 2^2098, which
-		// 66 limbs hold. The odd part spreads over at most three limbs.
+		// 33 limbs hold. The odd part (below 2^53) spreads over two limbs.
 		const int shift(d.exponent - lowExponent);
-		const int numZeroLimbs(shift / 32);
-		const int bitShift(shift % 32);
-		const uint32_t aSource[3] = {static_cast<uint32_t>(d.odd), static_cast<uint32_t>(d.odd >> 32), 0u};
-		uint32_t aShifted[3];
-		uint32_t carry(0);
-		for(int k = 0; k < 3; ++k)
-		{
-			const uint64_t shifted((uint64_t(aSource[k]) << bitShift) | carry);
-			aShifted[k] = static_cast<uint32_t>(shifted);
-			carry = static_cast<uint32_t>(shifted >> 32);
-		}
-		int numUsed(3);
-		while(aShifted[numUsed - 1] == 0) --numUsed;
+		const int numZeroLimbs(shift / 64);
+		const int bitShift(shift % 64);
+		const uint64_t high(bitShift == 0 ? 0 : d.odd >> (64 - bitShift));
+		const int numUsed(high != 0 ? 2 : 1);
 		ASSERT_CONDITION(numZeroLimbs+numUsed<=diffLimbs);
 		for(int k = 0; k < numZeroLimbs; ++k) out.limb[k] = 0;
-		for(int k = 0; k < numUsed; ++k) out.limb[numZeroLimbs + k] = aShifted[k];
+		out.limb[numZeroLimbs] = d.odd << bitShift;
+		if(numUsed == 2) out.limb[numZeroLimbs + 1] = high;
 		out.len = numZeroLimbs + numUsed;
 		out.bNegative = d.bNegative;
 	}
