@@ -76,7 +76,7 @@ enum PredicateStage
 	STAGE_C = 3,           ///< first-order correction by the difference tails, bound C
 	STAGE_D = 4,           ///< exact: orientation's stage D, the sphere test's exact evaluation
 	STAGE_CORNER_GUARD = 5, ///< the sphere test's pointer check of the query against the corners
-	STAGE_WIDE = 6          ///< integer evaluation of a call whose coordinates span too wide a range
+	STAGE_WIDE = 6          ///< a call whose coordinates span too wide a range: extended filter, then integers
 };
 
 /// Binary exponent ranges in which every stage of a predicate is exact: each

@@ -7,8 +7,9 @@
 // multiplication is exact while no scaled value leaves the normal range.
 // When the nonzero coordinates of a call span no more binary orders than the
 // range is wide, they are scaled into it and the ordinary stages decide, as
-// fast as ever. Otherwise (1e-300 next to 1e300, a subnormal next to 1.0) the
-// determinant is evaluated in integers: every finite double is an odd integer
+// fast as ever. Otherwise (1e-300 next to 1e300, a subnormal next to 1.0) a
+// filter in long double decides where that type has the exponent range for
+// it, and the rest is evaluated in integers: every finite double is an odd integer
 // times a power of two, so over the smallest such power in the call all
 // coordinates are integers, and the determinant of those integers, computed
 // term by term as the filter computes it, has the sign of the true one. The
@@ -449,6 +450,59 @@ bool insphereZeroPermanent(const WideCall<5>& call)
 	return true;
 }
 
+// Whether long double has a far wider exponent range than double (the x87
+// extended format, or quad): then no product of degree 5 or less of double
+// differences overflows or underflows in it, the relative error bounds of
+// the filters hold for every call, and an extended-precision filter settles
+// most wide calls before the integers. Probed at run time, as an emulator
+// may compute long double in double precision.
+bool hasWideLongDouble()
+{
+	volatile long double tiny(0x1p-1074L), huge(0x1p1023L);
+	const long double tiny5(tiny * tiny * tiny * tiny * tiny);
+	const long double huge5(huge * huge * huge * huge * huge * 0x1p15L);
+	return tiny5 > 0.0L && huge5 - huge5 == 0.0L;
+}
+
+// The unit roundoff of long double, by halving until 1 + eps rounds to 1.
+long double extendedEpsilon()
+{
+	volatile long double epsilon(1.0L);
+	volatile long double check(1.0L);
+	volatile long double lastcheck;
+	do
+	{
+		lastcheck = check;
+		epsilon = epsilon * 0.5L;
+		check = 1.0L + epsilon;
+	} while(check != 1.0L && check != lastcheck);
+	return epsilon;
+}
+
+// The orientation filter in long double, with the bound (7 + 56 eps) eps
+// for its unit roundoff: the sign of the orient3d determinant (1, -1), or 0
+// when it cannot tell (a zero determinant always ends here).
+int orientationExtended(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
+{
+	static const long double eps(extendedEpsilon());
+	static const long double boundFactor((7.0L + 56.0L * eps) * eps);
+	typedef long double F;
+	const F adx(F(a.x()) - F(d.x())), bdx(F(b.x()) - F(d.x())), cdx(F(c.x()) - F(d.x()));
+	const F ady(F(a.y()) - F(d.y())), bdy(F(b.y()) - F(d.y())), cdy(F(c.y()) - F(d.y()));
+	const F adz(F(a.z()) - F(d.z())), bdz(F(b.z()) - F(d.z())), cdz(F(c.z()) - F(d.z()));
+	const F bdxcdy(bdx * cdy), cdxbdy(cdx * bdy), cdxady(cdx * ady), adxcdy(adx * cdy), adxbdy(adx * bdy),
+		bdxady(bdx * ady);
+	const F det(adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady));
+	const F permanent((std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
+		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) + (std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz));
+	const F errbound(boundFactor * permanent);
+	if(det > errbound) return 1;
+	if(-det > errbound) return -1;
+	return 0;
+}
+
+const bool bWideLongDouble(hasWideLongDouble());
+
 } // namespace
 
 Orientation3 TrelTest3::orientationWide(
@@ -462,10 +516,14 @@ Orientation3 TrelTest3::orientationWide(
 	{
 		return orientationInRange(scaled(a, shift), scaled(b, shift), scaled(c, shift), scaled(d, shift), pStage);
 	}
-	const WideCall<4> call(apPoint);
 	if(pStage != nullptr) *pStage = STAGE_WIDE;
+	int sign(bWideLongDouble ? orientationExtended(a, b, c, d) : 0);
+	if(sign == 0)
+	{
+		const WideCall<4> call(apPoint);
+		sign = wideOrientationSign(call);
+	}
 	// orient3d is negative for our positive orientation.
-	const int sign(wideOrientationSign(call));
 	if(sign < 0) return ORIENTATION3_POSITIVE;
 	if(sign > 0) return ORIENTATION3_NEGATIVE;
 	return ORIENTATION3_COPLANAR;
@@ -490,8 +548,13 @@ SphereInclusion TrelTest3::sphereInclusionWide(const Point3* pa, const Point3* p
 		}
 		return sphereInclusionInRange(&aScaled[0], &aScaled[1], &aScaled[2], &aScaled[3], pQuery, pStage);
 	}
-	const WideCall<5> call(apPoint);
 	if(pStage != nullptr) *pStage = STAGE_WIDE;
+	if(bWideLongDouble)
+	{
+		const int extended(insphereExtended(*pa, *pb, *pc, *pd, *q));
+		if(extended >= 0) return extended == 0 ? SIC_INSIDE : SIC_OUTSIDE;
+	}
+	const WideCall<5> call(apPoint);
 	// As in the filter: a zero permanent takes the zero determinant as
 	// inside; otherwise only a negative sign is inside.
 	if(insphereZeroPermanent(call)) return SIC_INSIDE;
