@@ -75,7 +75,7 @@ void Dt3::insert(std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles
 	for(size_t i = 0; i < vInput.size(); ++i)
 	{
 		if(!isFinitePoint(vInput[i])) rejectNonFinite(i);
-		bAllInFilterRange &= inFilterRange(vInput[i]);
+		if(!inFilterRange(vInput[i])) bAllInFilterRange = false;
 	}
 	if(!bAllInFilterRange) setWideRange(true);
 	if(bVerbose) std::cout << "Dt3::insert(vector,vector) has been called" << std::endl;

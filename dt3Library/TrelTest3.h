@@ -76,7 +76,7 @@ enum PredicateStage
 	STAGE_C = 3,           ///< first-order correction by the difference tails, bound C
 	STAGE_D = 4,           ///< exact: orientation's stage D, the sphere test's exact evaluation
 	STAGE_CORNER_GUARD = 5, ///< the sphere test's pointer check of the query against the corners
-	STAGE_WIDE = 6          ///< integer evaluation of a call whose coordinates span too wide a range
+	STAGE_WIDE = 6          ///< a call whose coordinates span too wide a range: extended filter, then integers
 };
 
 /// Binary exponent ranges in which every stage of a predicate is exact: each
@@ -93,18 +93,18 @@ template <int LO, int HI> inline bool inExponentRange(double v)
 	uint64_t bits;
 	std::memcpy(&bits, &v, sizeof(bits));
 	const uint64_t biased((bits >> 52) & 0x7ff);
-	return ((bits << 1) == 0) | (biased - uint64_t(1023 + LO) < uint64_t(HI - LO));
+	return (bits << 1) == 0 || biased - uint64_t(1023 + LO) < uint64_t(HI - LO);
 }
 
 template <int LO, int HI> inline bool pointInExponentRange(const Point3& p)
 {
-	return inExponentRange<LO, HI>(p.x()) & inExponentRange<LO, HI>(p.y()) & inExponentRange<LO, HI>(p.z());
+	return inExponentRange<LO, HI>(p.x()) && inExponentRange<LO, HI>(p.y()) && inExponentRange<LO, HI>(p.z());
 }
 
-/// The same for every point given; no branches.
+/// The same for every point given.
 template <int LO, int HI, class... Points> inline bool allInExponentRange(const Points&... points)
 {
-	return (pointInExponentRange<LO, HI>(points) & ...);
+	return (pointInExponentRange<LO, HI>(points) && ...);
 }
 
 /// True when p lies where both predicates are exact without the wide-range

@@ -7,8 +7,9 @@
 // multiplication is exact while no scaled value leaves the normal range.
 // When the nonzero coordinates of a call span no more binary orders than the
 // range is wide, they are scaled into it and the ordinary stages decide, as
-// fast as ever. Otherwise (1e-300 next to 1e300, a subnormal next to 1.0) the
-// determinant is evaluated in integers: every finite double is an odd integer
+// fast as ever. Otherwise (1e-300 next to 1e300, a subnormal next to 1.0) a
+// filter in long double decides where that type has the exponent range for
+// it, and the rest is evaluated in integers: every finite double is an odd integer
 // times a power of two, so over the smallest such power in the call all
 // coordinates are integers, and the determinant of those integers, computed
 // term by term as the filter computes it, has the sign of the true one. The
@@ -28,13 +29,17 @@ namespace {
 
 // ---------------------------------------------------------------- integers
 
-// A signed integer of at most N 32-bit limbs: magnitude little-endian, len
+// Products of two limbs and sums with carries, exactly (a GCC and Clang
+// extension; __extension__ keeps -Wpedantic quiet about it).
+__extension__ typedef unsigned __int128 DoubleLimb;
+
+// A signed integer of at most N 64-bit limbs: magnitude little-endian, len
 // limbs in use (no leading zero limb; 0 for zero), and a sign flag.
 template <int N> struct FixedInt
 {
 	int len;
 	bool bNegative;
-	uint32_t limb[N];
+	uint64_t limb[N];
 };
 
 // Compares |a| with |b|: -1, 0 or 1.
@@ -64,24 +69,24 @@ template <int N> void addSigned(const FixedInt<N>& a, const FixedInt<N>& b, bool
 	{
 		const FixedInt<N>& longer(a.len >= b.len ? a : b);
 		const FixedInt<N>& shorter(a.len >= b.len ? b : a);
-		uint64_t carry(0);
+		DoubleLimb carry(0);
 		int i(0);
 		for(; i < shorter.len; ++i)
 		{
-			carry += uint64_t(longer.limb[i]) + shorter.limb[i];
-			out.limb[i] = static_cast<uint32_t>(carry);
-			carry >>= 32;
+			carry += DoubleLimb(longer.limb[i]) + shorter.limb[i];
+			out.limb[i] = static_cast<uint64_t>(carry);
+			carry >>= 64;
 		}
 		for(; i < longer.len; ++i)
 		{
 			carry += longer.limb[i];
-			out.limb[i] = static_cast<uint32_t>(carry);
-			carry >>= 32;
+			out.limb[i] = static_cast<uint64_t>(carry);
+			carry >>= 64;
 		}
 		if(carry != 0)
 		{
 			ASSERT_CONDITION(i<N);
-			out.limb[i++] = static_cast<uint32_t>(carry);
+			out.limb[i++] = static_cast<uint64_t>(carry);
 		}
 		out.len = i;
 		out.bNegative = a.bNegative;
@@ -94,9 +99,10 @@ template <int N> void addSigned(const FixedInt<N>& a, const FixedInt<N>& b, bool
 	uint64_t borrow(0);
 	for(int i = 0; i < larger.len; ++i)
 	{
-		const uint64_t diff(uint64_t(larger.limb[i]) - (i < smaller.len ? smaller.limb[i] : 0u) - borrow);
-		out.limb[i] = static_cast<uint32_t>(diff);
-		borrow = diff >> 63;
+		const DoubleLimb diff(
+			DoubleLimb(larger.limb[i]) - (i < smaller.len ? smaller.limb[i] : uint64_t(0)) - borrow);
+		out.limb[i] = static_cast<uint64_t>(diff);
+		borrow = static_cast<uint64_t>(diff >> 127);
 	}
 	out.len = larger.len;
 	out.bNegative = bAIsLarger ? a.bNegative : bNegativeB;
@@ -112,19 +118,19 @@ template <int A, int B> void multiply(const FixedInt<A>& a, const FixedInt<B>& b
 		out.bNegative = false;
 		return;
 	}
-	std::memset(out.limb, 0, sizeof(uint32_t) * static_cast<size_t>(a.len + b.len));
+	std::memset(out.limb, 0, sizeof(uint64_t) * static_cast<size_t>(a.len + b.len));
 	for(int i = 0; i < a.len; ++i)
 	{
-		const uint64_t ai(a.limb[i]);
-		uint64_t carry(0);
+		const DoubleLimb ai(a.limb[i]);
+		DoubleLimb carry(0);
 		for(int j = 0; j < b.len; ++j)
 		{
-			// At most (2^32 - 1)^2 + 2 (2^32 - 1) = 2^64 - 1.
+			// At most (2^64 - 1)^2 + 2 (2^64 - 1) = 2^128 - 1.
 			carry += ai * b.limb[j] + out.limb[i + j];
-			out.limb[i + j] = static_cast<uint32_t>(carry);
-			carry >>= 32;
+			out.limb[i + j] = static_cast<uint64_t>(carry);
+			carry >>= 64;
 		}
-		out.limb[i + b.len] = static_cast<uint32_t>(carry);
+		out.limb[i + b.len] = static_cast<uint64_t>(carry);
 	}
 	out.len = a.len + b.len;
 	out.bNegative = a.bNegative != b.bNegative;
@@ -132,12 +138,12 @@ template <int A, int B> void multiply(const FixedInt<A>& a, const FixedInt<B>& b
 }
 
 // Limb counts. A coordinate over the call's lowest exponent is below
-// 2^(1024 + 1074) = 2^2098; a difference below 2^2099 (66 limbs). Products
+// 2^(1024 + 1074) = 2^2098; a difference below 2^2099 (33 limbs). Products
 // of two differences and the 2x2 minors and lifts (sums of up to three
 // such products) stay below 2^4200; the 3x3 minors below 2^6300 and the
 // sphere determinant below 2^10502. The multiplications need the sum of
 // their operands' limbs, which also covers these bounds.
-const int diffLimbs(66);
+const int diffLimbs(33);
 typedef FixedInt<diffLimbs> Diff;
 typedef FixedInt<2 * diffLimbs> Quad;
 typedef FixedInt<3 * diffLimbs> Cubic;
@@ -286,24 +292,16 @@ private:
 			return;
 		}
 		// |value| < 2^1024 over 2^lowExponent >= 2^-1074: below 2^2098, which
-		// 66 limbs hold. The odd part spreads over at most three limbs.
+		// 33 limbs hold. The odd part (below 2^53) spreads over two limbs.
 		const int shift(d.exponent - lowExponent);
-		const int numZeroLimbs(shift / 32);
-		const int bitShift(shift % 32);
-		const uint32_t aSource[3] = {static_cast<uint32_t>(d.odd), static_cast<uint32_t>(d.odd >> 32), 0u};
-		uint32_t aShifted[3];
-		uint32_t carry(0);
-		for(int k = 0; k < 3; ++k)
-		{
-			const uint64_t shifted((uint64_t(aSource[k]) << bitShift) | carry);
-			aShifted[k] = static_cast<uint32_t>(shifted);
-			carry = static_cast<uint32_t>(shifted >> 32);
-		}
-		int numUsed(3);
-		while(aShifted[numUsed - 1] == 0) --numUsed;
+		const int numZeroLimbs(shift / 64);
+		const int bitShift(shift % 64);
+		const uint64_t high(bitShift == 0 ? 0 : d.odd >> (64 - bitShift));
+		const int numUsed(high != 0 ? 2 : 1);
 		ASSERT_CONDITION(numZeroLimbs+numUsed<=diffLimbs);
 		for(int k = 0; k < numZeroLimbs; ++k) out.limb[k] = 0;
-		for(int k = 0; k < numUsed; ++k) out.limb[numZeroLimbs + k] = aShifted[k];
+		out.limb[numZeroLimbs] = d.odd << bitShift;
+		if(numUsed == 2) out.limb[numZeroLimbs + 1] = high;
 		out.len = numZeroLimbs + numUsed;
 		out.bNegative = d.bNegative;
 	}
@@ -452,6 +450,59 @@ bool insphereZeroPermanent(const WideCall<5>& call)
 	return true;
 }
 
+// Whether long double has a far wider exponent range than double (the x87
+// extended format, or quad): then no product of degree 5 or less of double
+// differences overflows or underflows in it, the relative error bounds of
+// the filters hold for every call, and an extended-precision filter settles
+// most wide calls before the integers. Probed at run time, as an emulator
+// may compute long double in double precision.
+bool hasWideLongDouble()
+{
+	volatile long double tiny(0x1p-1074L), huge(0x1p1023L);
+	const long double tiny5(tiny * tiny * tiny * tiny * tiny);
+	const long double huge5(huge * huge * huge * huge * huge * 0x1p15L);
+	return tiny5 > 0.0L && huge5 - huge5 == 0.0L;
+}
+
+// The unit roundoff of long double, by halving until 1 + eps rounds to 1.
+long double extendedEpsilon()
+{
+	volatile long double epsilon(1.0L);
+	volatile long double check(1.0L);
+	volatile long double lastcheck;
+	do
+	{
+		lastcheck = check;
+		epsilon = epsilon * 0.5L;
+		check = 1.0L + epsilon;
+	} while(check != 1.0L && check != lastcheck);
+	return epsilon;
+}
+
+// The orientation filter in long double, with the bound (7 + 56 eps) eps
+// for its unit roundoff: the sign of the orient3d determinant (1, -1), or 0
+// when it cannot tell (a zero determinant always ends here).
+int orientationExtended(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
+{
+	static const long double eps(extendedEpsilon());
+	static const long double boundFactor((7.0L + 56.0L * eps) * eps);
+	typedef long double F;
+	const F adx(F(a.x()) - F(d.x())), bdx(F(b.x()) - F(d.x())), cdx(F(c.x()) - F(d.x()));
+	const F ady(F(a.y()) - F(d.y())), bdy(F(b.y()) - F(d.y())), cdy(F(c.y()) - F(d.y()));
+	const F adz(F(a.z()) - F(d.z())), bdz(F(b.z()) - F(d.z())), cdz(F(c.z()) - F(d.z()));
+	const F bdxcdy(bdx * cdy), cdxbdy(cdx * bdy), cdxady(cdx * ady), adxcdy(adx * cdy), adxbdy(adx * bdy),
+		bdxady(bdx * ady);
+	const F det(adz * (bdxcdy - cdxbdy) + bdz * (cdxady - adxcdy) + cdz * (adxbdy - bdxady));
+	const F permanent((std::fabs(bdxcdy) + std::fabs(cdxbdy)) * std::fabs(adz) +
+		(std::fabs(cdxady) + std::fabs(adxcdy)) * std::fabs(bdz) + (std::fabs(adxbdy) + std::fabs(bdxady)) * std::fabs(cdz));
+	const F errbound(boundFactor * permanent);
+	if(det > errbound) return 1;
+	if(-det > errbound) return -1;
+	return 0;
+}
+
+const bool bWideLongDouble(hasWideLongDouble());
+
 } // namespace
 
 Orientation3 TrelTest3::orientationWide(
@@ -465,10 +516,14 @@ Orientation3 TrelTest3::orientationWide(
 	{
 		return orientationInRange(scaled(a, shift), scaled(b, shift), scaled(c, shift), scaled(d, shift), pStage);
 	}
-	const WideCall<4> call(apPoint);
 	if(pStage != nullptr) *pStage = STAGE_WIDE;
+	int sign(bWideLongDouble ? orientationExtended(a, b, c, d) : 0);
+	if(sign == 0)
+	{
+		const WideCall<4> call(apPoint);
+		sign = wideOrientationSign(call);
+	}
 	// orient3d is negative for our positive orientation.
-	const int sign(wideOrientationSign(call));
 	if(sign < 0) return ORIENTATION3_POSITIVE;
 	if(sign > 0) return ORIENTATION3_NEGATIVE;
 	return ORIENTATION3_COPLANAR;
@@ -493,8 +548,13 @@ SphereInclusion TrelTest3::sphereInclusionWide(const Point3* pa, const Point3* p
 		}
 		return sphereInclusionInRange(&aScaled[0], &aScaled[1], &aScaled[2], &aScaled[3], pQuery, pStage);
 	}
-	const WideCall<5> call(apPoint);
 	if(pStage != nullptr) *pStage = STAGE_WIDE;
+	if(bWideLongDouble)
+	{
+		const int extended(insphereExtended(*pa, *pb, *pc, *pd, *q));
+		if(extended >= 0) return extended == 0 ? SIC_INSIDE : SIC_OUTSIDE;
+	}
+	const WideCall<5> call(apPoint);
 	// As in the filter: a zero permanent takes the zero determinant as
 	// inside; otherwise only a negative sign is inside.
 	if(insphereZeroPermanent(call)) return SIC_INSIDE;

@@ -116,14 +116,14 @@ struct Family
 };
 
 const Family aFamily[] = {
-	{"offset1e8", [] { return uniformIn(3000, 1u, 1e8, 1e8 + 1.0); }},
-	{"near1e150", [] { return uniformIn(3000, 2u, 1e150, 2e150); }},
-	{"near1em150", [] { return uniformIn(3000, 3u, 1e-150, 2e-150); }},
-	{"near1e300", [] { return uniformIn(3000, 4u, 1e300, 1.7e300); }},
-	{"near1em300", [] { return uniformIn(3000, 5u, -1e-300, 1e-300); }},
-	{"subnormal", [] { return scaledGrid(2000, 6u, -1044); }},
-	{"mixed1e30", [] { return mixedOrders(3000, 7u, -30.0, 30.0); }},
-	{"mixedAll", [] { return mixedOrders(200, 8u, -320.0, 308.2); }},
+	{"offset1e8", [] { return uniformIn(1000, 1u, 1e8, 1e8 + 1.0); }},
+	{"near1e150", [] { return uniformIn(1000, 2u, 1e150, 2e150); }},
+	{"near1em150", [] { return uniformIn(1000, 3u, 1e-150, 2e-150); }},
+	{"near1e300", [] { return uniformIn(1000, 4u, 1e300, 1.7e300); }},
+	{"near1em300", [] { return uniformIn(1000, 5u, -1e-300, 1e-300); }},
+	{"subnormal", [] { return scaledGrid(1000, 6u, -1044); }},
+	{"mixed1e30", [] { return mixedOrders(1000, 7u, -30.0, 30.0); }},
+	{"mixedAll", [] { return mixedOrders(100, 8u, -320.0, 308.2); }},
 };
 
 class MagnitudeFamily : public ::testing::TestWithParam<Family>
@@ -149,7 +149,7 @@ INSTANTIATE_TEST_SUITE_P(Stress, MagnitudeFamily, ::testing::ValuesIn(aFamily),
 TEST(ScaledCopy, HasTheCellsOfTheUnscaledSet)
 {
 	auto cellsOf = [](int shift) {
-		std::vector<Point3> vPoints(scaledGrid(1500, 9u, shift));
+		std::vector<Point3> vPoints(scaledGrid(500, 9u, shift));
 		Vorn_3D vorn;
 		std::vector<Point3*> vHandles;
 		insertAndCheck(vorn, vPoints, vHandles);
@@ -169,14 +169,14 @@ TEST(ScaledCopy, HasTheCellsOfTheUnscaledSet)
 		return vCells;
 	};
 	const std::vector<std::array<size_t, 4>> vReference(cellsOf(0));
-	for(int shift : {-1044, -700, 400, 990}) EXPECT_EQ(cellsOf(shift), vReference) << "shift " << shift;
+	for(int shift : {-1044, -700, 990}) EXPECT_EQ(cellsOf(shift), vReference) << "shift " << shift;
 }
 
 // A mesh in the ordinary range answers queries, and takes single points,
 // whose coordinates are tiny, subnormal or huge.
 TEST(OrdinaryMesh, LocatesAndInsertsPointsOfAnyMagnitude)
 {
-	std::vector<Point3> vPoints(uniformIn(2000, 10u, -1.0, 1.0));
+	std::vector<Point3> vPoints(uniformIn(800, 10u, -1.0, 1.0));
 	Vorn_3D vorn;
 	std::vector<Point3*> vHandles;
 	insertAndCheck(vorn, vPoints, vHandles);
