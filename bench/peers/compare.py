@@ -27,6 +27,8 @@ import sys
 import time
 
 RESULT_PREFIX = "VORN3D_BENCH_RESULT"
+# The heading of the part of RESULTS.md that this script keeps as it is.
+KEPT_SECTION = "## Elongated and flat boxes"
 
 # name (also the id for --sets), generator kind, size argument (full, quick),
 # cells must agree. The grid is degenerate on purpose (every unit cube is
@@ -421,6 +423,14 @@ def write_markdown(out, args, rows, programs, reps, started, finished, load_star
         lines.append("- No failed runs; all programs covered the same volume on every set and reported the same "
                      "cells and vertices on every set in general position.")
     lines.append("")
+    # Sections written by other scripts (bench/elongated.sh) stay at the end.
+    if os.path.exists(out):
+        with open(out) as f:
+            old = f.read()
+        pos = old.find("\n" + KEPT_SECTION)
+        if pos >= 0:
+            lines.append(old[pos + 1:].rstrip("\n"))
+            lines.append("")
     with open(out, "w") as f:
         f.write("\n".join(lines))
 
