@@ -11,9 +11,10 @@ failing test, and restores the file. A mutant is
   not built    the mutated tree does not compile,
   not applied  its snippet does not occur exactly once in its file.
 
-The quick ctest cases run first; fuzz_stl (20 s) and install_and_consume run
-only for a mutant that passed all the others, so they cost time only on
-survivors. Mutants are grouped by file, so that restoring one file and mutating
+Only the unit-test executables are rebuilt and run first; the library's
+programs, the demo cases and the exported-symbol check come next, and fuzz_stl
+(20 s) and install_and_consume last, each stage only for a mutant that passed
+the one before, so they cost time only on survivors. Mutants are grouped by file, so that restoring one file and mutating
 it again costs one compilation.
 
   nice -n 10 /usr/bin/python3 tests/mutation/run.py [--rev REV] [--only ID,ID]
@@ -32,6 +33,7 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
 SLOW_TESTS = "^(fuzz_stl|install_and_consume)$"
+OTHER_TESTS = "^(demo\\..*|exported_symbols)$"
 
 
 def parse_mutants(path):
@@ -87,14 +89,24 @@ def first_failure(output):
     return "?"
 
 
-def test(build, timeout):
+def test(build, timeout, unit_targets):
+    """Unit tests first, built alone; the programs, the demo cases and the slow
+    cases only for a mutant that all unit tests let through."""
     ctest = ["ctest", "--stop-on-failure", "-j2", "--timeout", str(timeout)]
-    rc, out = run(ctest + ["-E", SLOW_TESTS], build, timeout=20 * timeout)
+    if unit_targets:
+        rc, out = run(["cmake", "--build", build, "-j2", "--target"] + unit_targets, build)
+        if rc != 0:
+            return "not built", ""
+        rc, out = run(ctest + ["-E", OTHER_TESTS + "|" + SLOW_TESTS[1:]], build, timeout=20 * timeout)
+        if rc != 0:
+            return "killed", first_failure(out)
+    rc, out = run(["cmake", "--build", build, "-j2"], build)
     if rc != 0:
-        return "killed", first_failure(out)
-    rc, out = run(ctest + ["-R", SLOW_TESTS], build, timeout=20 * timeout)
-    if rc != 0:
-        return "killed", first_failure(out)
+        return "not built", ""
+    for selection in (["-E", SLOW_TESTS], ["-R", SLOW_TESTS]):
+        rc, out = run(ctest + selection, build, timeout=20 * timeout)
+        if rc != 0:
+            return "killed", first_failure(out)
     return "survived", ""
 
 
@@ -106,6 +118,7 @@ def main():
     ap.add_argument("--out", help="result file (default: tests/mutation/results-<rev or worktree>.txt)")
     ap.add_argument("--only", help="comma-separated mutant ids")
     ap.add_argument("--timeout", type=int, default=120, help="seconds per ctest case")
+    ap.add_argument("--reuse", action="store_true", help="keep the scratch tree and build of an earlier run")
     args = ap.parse_args()
 
     mutants = parse_mutants(args.list)
@@ -117,9 +130,10 @@ def main():
     src, build = os.path.join(args.scratch, "src"), os.path.join(args.scratch, "build")
 
     start = time.time()
-    copy_tree(args.rev, src)
-    if os.path.exists(build):
-        shutil.rmtree(build)
+    if not (args.reuse and os.path.exists(os.path.join(build, "CMakeCache.txt"))):
+        copy_tree(args.rev, src)
+        if os.path.exists(build):
+            shutil.rmtree(build)
     # lld only shortens the many relinks after each mutant; the code is the same.
     lld = ["-DCMAKE_%s_LINKER_FLAGS=-fuse-ld=lld" % kind for kind in ("EXE", "SHARED")] if shutil.which("ld.lld") else []
     rc, out = run(["cmake", "-S", src, "-B", build, "-DCMAKE_BUILD_TYPE=Debug", "-DVORN3D_BUILD_TESTS=ON"] + lld, src)
@@ -128,7 +142,9 @@ def main():
     rc, out = run(["cmake", "--build", build, "-j2"], src)
     if rc != 0:
         sys.exit("build of the unmutated tree failed:\n" + out[-4000:])
-    status, where = test(build, args.timeout)
+    rc, out = run(["cmake", "--build", build, "--target", "help"], src)
+    unit_targets = sorted(set(re.findall(r"^\.\.\. (test_\w+)$", out, re.M)))
+    status, where = test(build, args.timeout, unit_targets)
     if status != "survived":
         sys.exit("the unmutated tree fails its tests (%s)" % where)
     print("baseline built and green in %.0f s; %d mutants" % (time.time() - start, len(mutants)), flush=True)
@@ -148,11 +164,7 @@ def main():
             with open(path, "w") as f:
                 f.write(original.replace(m["old"], m["new"]))
             try:
-                rc, out = run(["cmake", "--build", build, "-j2"], src)
-                if rc != 0:
-                    status, where = "not built", ""
-                else:
-                    status, where = test(build, args.timeout)
+                status, where = test(build, args.timeout, unit_targets)
             finally:
                 with open(path, "w") as f:
                     f.write(original)
