@@ -140,70 +140,48 @@ TEST_P(MeshFamily, IsAValidDelaunayMeshOfTheDistinctInputPoints)
 	EXPECT_EQ(stats.numVertices, vtest::countDistinct(vAll));
 }
 
+using Steps = std::vector<std::vector<Point3>>;
+
+std::vector<Point3> shuffled(std::vector<Point3> v, unsigned seed)
+{
+	std::shuffle(v.begin(), v.end(), std::mt19937(seed));
+	return v;
+}
+
+std::vector<Point3> withCopies(std::vector<Point3> v, size_t numCopies)
+{
+	v.insert(v.end(), v.begin(), v.begin() + long(numCopies));
+	return shuffled(v, 1);
+}
+
+std::vector<Point3> twoPlanes()
+{
+	std::vector<Point3> v(grid(10, 10, 1));
+	for(const Point3& p : grid(7, 7, 1, 1.5)) v.push_back(Point3(p.x() + 0.3, p.y() + 0.1, 5.0));
+	return v;
+}
+
 INSTANTIATE_TEST_SUITE_P(Families, MeshFamily,
-	::testing::Values(
-		Scenario{"random3000", [] { return std::vector<std::vector<Point3>>{randomPoints(3000, 1)}; }, false},
-		Scenario{"bulkCallsThenSingles",
-			[] { return std::vector<std::vector<Point3>>{randomPoints(500, 2), randomPoints(20, 3, 3.0), randomPoints(700, 4)}; },
-			false},
-		Scenario{"singlesOnly", [] { return std::vector<std::vector<Point3>>{randomPoints(400, 5, 2.0)}; }, true},
-		Scenario{"singlesAfterBulk",
-			[] { return std::vector<std::vector<Point3>>{randomPoints(5, 6), randomPoints(300, 7, 3.0)}; }, true},
-		Scenario{"integerGrid", [] { return std::vector<std::vector<Point3>>{grid(9, 9, 9)}; }, false},
-		Scenario{"flatAndThinGrids",
-			[] { return std::vector<std::vector<Point3>>{grid(12, 12, 1), grid(2, 12, 12, 0.5), grid(30, 2, 2, 0.25)}; },
-			false},
-		Scenario{"gridSingly",
-			[] {
-				std::vector<Point3> v(grid(5, 5, 5, 0.5));
-				std::shuffle(v.begin(), v.end(), std::mt19937(2));
-				return std::vector<std::vector<Point3>>{v};
-			},
-			true},
-		Scenario{"sphereWithCentre",
-			[] {
-				std::vector<Point3> v(onSphere(400, 3));
-				v.push_back(Point3(0, 0, 0));
-				return std::vector<std::vector<Point3>>{v};
-			},
-			false},
-		Scenario{"twoParallelPlanes",
-			[] {
-				std::vector<Point3> v(grid(10, 10, 1)), w(grid(7, 7, 1, 1.5));
-				for(Point3& p : w) v.push_back(Point3(p.x() + 0.3, p.y() + 0.1, 5.0));
-				return std::vector<std::vector<Point3>>{v};
-			},
-			false},
-		Scenario{"coplanarThenLift",
-			[] { return std::vector<std::vector<Point3>>{grid(8, 8, 1), {Point3(3.5, 3.5, 1.0)}, grid(3, 3, 1, 2.0)}; }, false},
+	::testing::Values(Scenario{"random3000", [] { return Steps{randomPoints(3000, 1)}; }, false},
+		Scenario{"threeBulkCalls", [] { return Steps{randomPoints(500, 2), randomPoints(20, 3, 3.0), randomPoints(700, 4)}; }, false},
+		Scenario{"singlesOnly", [] { return Steps{randomPoints(400, 5, 2.0)}; }, true},
+		Scenario{"singlesAfterBulk", [] { return Steps{randomPoints(5, 6), randomPoints(300, 7, 3.0)}; }, true},
+		Scenario{"integerGrid", [] { return Steps{grid(9, 9, 9)}; }, false},
+		Scenario{"flatAndThinGrids", [] { return Steps{grid(12, 12, 1), grid(2, 12, 12, 0.5), grid(30, 2, 2, 0.25)}; }, false},
+		Scenario{"gridSingly", [] { return Steps{shuffled(grid(5, 5, 5, 0.5), 2)}; }, true},
+		Scenario{"sphereWithCentre", [] { return Steps{onSphere(400, 3), {Point3(0, 0, 0)}}; }, false},
+		Scenario{"twoParallelPlanes", [] { return Steps{twoPlanes()}; }, false},
+		Scenario{"coplanarThenLift", [] { return Steps{grid(8, 8, 1), {Point3(3.5, 3.5, 1.0)}, grid(3, 3, 1, 2.0)}; }, false},
 		Scenario{"collinearAndDuplicatesFirst",
-			[] {
-				std::vector<Point3> v(grid(20, 1, 1));
-				v.push_back(Point3(3, 0, 0));
-				return std::vector<std::vector<Point3>>{v, v, {Point3(1, 1, 0), Point3(1, 1, 1), Point3(1, 1, 1)}, randomPoints(100, 8, 20.0)};
-			},
+			[] { return Steps{grid(20, 1, 1), grid(20, 1, 1), {Point3(1, 1, 0), Point3(1, 1, 1), Point3(1, 1, 1)}, randomPoints(100, 8, 20.0)}; },
 			false},
-		Scenario{"halfDuplicates",
-			[] {
-				std::vector<Point3> v(randomPoints(1000, 9));
-				std::vector<Point3> w(v.begin(), v.begin() + 500);
-				v.insert(v.end(), w.begin(), w.end());
-				std::shuffle(v.begin(), v.end(), std::mt19937(1));
-				return std::vector<std::vector<Point3>>{v, w};
-			},
-			false},
-		Scenario{"duplicatesSingly",
-			[] {
-				std::vector<Point3> v(randomPoints(150, 10));
-				v.insert(v.end(), v.begin(), v.begin() + 40);
-				return std::vector<std::vector<Point3>>{v};
-			},
-			true},
+		Scenario{"halfDuplicates", [] { return Steps{withCopies(randomPoints(1000, 9), 500), randomPoints(500, 9)}; }, false},
+		Scenario{"duplicatesSingly", [] { return Steps{withCopies(randomPoints(150, 10), 40)}; }, true},
 		Scenario{"sortedAlongX",
 			[] {
 				std::vector<Point3> v(randomPoints(2000, 11));
 				std::sort(v.begin(), v.end());
-				return std::vector<std::vector<Point3>>{v};
+				return Steps{v};
 			},
 			false}),
 	[](const ::testing::TestParamInfo<Scenario>& info) { return std::string(info.param.name); });
@@ -232,28 +210,6 @@ std::vector<Point3> evenIntegerPoints(int n, unsigned seed)
 	std::vector<Point3> v;
 	for(int i = 0; i < n; ++i) v.push_back(Point3(2 * dist(rng), 2 * dist(rng), 2 * dist(rng)));
 	return v;
-}
-
-TEST(Queries, HandlesFollowInputOrderAndShareDuplicates)
-{
-	std::vector<Point3> v(evenIntegerPoints(300, 1));
-	v.push_back(v[5]);
-	v.push_back(v[17]);
-	Mesh mesh(v);
-	ASSERT_EQ(mesh.vHandles.size(), v.size());
-	for(size_t i = 0; i < v.size(); ++i)
-	{
-		EXPECT_EQ(*mesh.vHandles[i], v[i]);
-		for(size_t j = 0; j < i; j += 7) EXPECT_EQ(mesh.vHandles[i] == mesh.vHandles[j], v[i] == v[j]);
-	}
-	EXPECT_EQ(mesh.vHandles[300], mesh.vHandles[5]);
-	// A single insertion of a present point returns the existing vertex.
-	Point3 again(v[17]);
-	vtest::StdoutCapture quiet;
-	EXPECT_EQ(mesh.vorn.insert(again), mesh.vHandles[17]);
-	std::vector<Point3*> vVertices;
-	mesh.vorn.getVertices(vVertices);
-	EXPECT_EQ(vVertices.size(), vtest::countDistinct(v));
 }
 
 TEST(Queries, LocateInsideOnVertexEdgeFacetAndOutside)
