@@ -110,6 +110,25 @@ def test(build, timeout, unit_targets):
     return "survived", ""
 
 
+def write_results(out_path, rev, mutants, results, start):
+    """Writes the results so far (a stopped run keeps what it measured)."""
+    counts = {s: sum(1 for r in results.values() if r[0] == s)
+              for s in ("killed", "survived", "not built", "not applied")}
+    valid = counts["killed"] + counts["survived"]
+    summary = ("%d of %d mutants run: %d killed, %d survived, %d not built, %d not applied; kill rate %.1f%% "
+               "(killed / (killed + survived)); %.0f min" % (len(results), len(mutants), counts["killed"],
+                                                             counts["survived"], counts["not built"],
+                                                             counts["not applied"],
+                                                             100.0 * counts["killed"] / valid if valid else 0.0,
+                                                             (time.time() - start) / 60))
+    with open(out_path, "w") as f:
+        f.write("# tests/mutation/run.py %s\n# %s\n" % (("--rev " + rev) if rev else "", summary))
+        for m in mutants:
+            status, where = results.get(m["id"], ("not run", ""))
+            f.write("%-26s %-11s %s\n" % (m["id"], status, where))
+    return summary
+
+
 def main():
     ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     ap.add_argument("--rev", help="test the tree of this commit instead of the working tree")
@@ -149,8 +168,9 @@ def main():
         sys.exit("the unmutated tree fails its tests (%s)" % where)
     print("baseline built and green in %.0f s; %d mutants" % (time.time() - start, len(mutants)), flush=True)
 
-    # Same file in a row: one compilation per mutant.
-    order = sorted(range(len(mutants)), key=lambda i: (mutants[i]["file"], i))
+    # Sources before headers (a header rebuilds many files), and the same file
+    # in a row, so that each mutant costs about one compilation.
+    order = sorted(range(len(mutants)), key=lambda i: (mutants[i]["file"].endswith(".h"), mutants[i]["file"], i))
     results = {}
     for n, i in enumerate(order, 1):
         m = mutants[i]
@@ -171,20 +191,7 @@ def main():
         results[m["id"]] = (status, where)
         print("[%3d/%d] %-26s %-11s %-40s %4.0f s" % (n, len(mutants), m["id"], status, where, time.time() - t0),
               flush=True)
-
-    counts = {s: sum(1 for r in results.values() if r[0] == s)
-              for s in ("killed", "survived", "not built", "not applied")}
-    valid = counts["killed"] + counts["survived"]
-    rate = 100.0 * counts["killed"] / valid if valid else 0.0
-    summary = ("%d mutants: %d killed, %d survived, %d not built, %d not applied; kill rate %.1f%% "
-               "(killed / (killed + survived)); %.0f min" % (len(mutants), counts["killed"], counts["survived"],
-                                                             counts["not built"], counts["not applied"], rate,
-                                                             (time.time() - start) / 60))
-    with open(out_path, "w") as f:
-        f.write("# tests/mutation/run.py %s\n# %s\n" % (("--rev " + args.rev) if args.rev else "", summary))
-        for m in mutants:
-            status, where = results[m["id"]]
-            f.write("%-26s %-11s %s\n" % (m["id"], status, where))
+        summary = write_results(out_path, args.rev, mutants, results, start)
     print(summary)
     print("written to", out_path)
 
