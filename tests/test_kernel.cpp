@@ -376,7 +376,7 @@ TEST(Kernel, WalkCodesOnOneCell)
 		pTet = vTets[0];
 		EXPECT_EQ(dt.locateConflictTet(&copy, pTet), -2);
 	}
-	for(const Point3& outside : {Point3(-1, 1, 1), Point3(1, -1, 1), Point3(1, 1, -1), Point3(3, 3, 3), Point3(1, 1, 0)})
+	for(const Point3& outside : {Point3(-1, 1, 1), Point3(1, -1, 1), Point3(1, 1, -1), Point3(3, 3, 3)})
 	{
 		pTet = vTets[0];
 		const int code(dt.locateConflictTet(&outside, pTet));
@@ -386,6 +386,16 @@ TEST(Kernel, WalkCodesOnOneCell)
 		const Point3 &pa(*pTet->getCorner(a)), &pb(*pTet->getCorner(b)), &pc(*pTet->getCorner(c));
 		EXPECT_EQ(vtest::exactOrientation(pa, pb, pc, *pTet->getCorner(code)), -1);
 		EXPECT_GE(vtest::exactOrientation(pa, pb, pc, outside), 0);
+	}
+	// In the plane of the hull facet z = 0: that facet; on a hull edge: one
+	// of the two hull facets at it.
+	for(const Point3& onHull : {Point3(1, 1, 0), Point3(2, 0, 0)})
+	{
+		pTet = vTets[0];
+		const int code(dt.locateConflictTet(&onHull, pTet));
+		ASSERT_GE(code, 0);
+		const Point3 opposite(*pTet->getCorner(code));
+		EXPECT_TRUE(opposite == Point3(0, 0, 4) || (onHull.y() == 0 && opposite == Point3(0, 4, 0)));
 	}
 }
 
