@@ -14,13 +14,13 @@ failing test, and restores the file. A mutant is
 Only the unit-test executables are rebuilt and run first; the library's
 programs, the demo cases and the exported-symbol check come next, and fuzz_stl
 (20 s) and install_and_consume last, each stage only for a mutant that passed
-the one before, so they cost time only on survivors. Mutants are grouped by file, so that restoring one file and mutating
-it again costs one compilation.
+the one before, so they cost time only on survivors.
 
-  nice -n 10 /usr/bin/python3 tests/mutation/run.py [--rev REV] [--only ID,ID]
+  nice -n 10 /usr/bin/python3 tests/mutation/run.py [--rev REV] [--only ID,ID] [--reuse]
 
 --rev takes the tree of a commit (git archive) instead of the working tree;
-the mutant list always comes from the working tree.
+the mutant list always comes from the working tree. --reuse keeps the scratch
+copy and build of an earlier run.
 """
 import argparse
 import os
