@@ -523,6 +523,19 @@ TEST(Predicates, QuickAcceptOnlyWhereThePermanentBoundAccepts)
 	}
 	EXPECT_GT(numUniformQuick, 9900);
 	EXPECT_GT(worstRatio, 0.01);
+	// The bound is tight where every lift is the largest and every coordinate
+	// difference as large as it can be: corners at (+-1, +-1, +-1) from q give
+	// a permanent of 72 with lifts of 3. A determinant below 72 isperrboundA
+	// must be refused whatever it is.
+	Point3 c[4] = {Point3(1, 1, 1), Point3(1, -1, -1), Point3(-1, 1, -1), Point3(-1, -1, 1)};
+	InsphereTerms<double> t;
+	insphereTerms(c[0], c[1], c[2], c[3], Point3(0, 0, 0), t);
+	ASSERT_EQ(inspherePermanent(t), 72.0);
+	for(double k : {1.0, 10.0, 40.0, 71.0})
+	{
+		t.det = k * predicates().isperrboundA;
+		EXPECT_FALSE(insphereQuickAccept(t, factor)) << k;
+	}
 }
 
 TEST(Predicates, NamesPrintOutAndFailures)
