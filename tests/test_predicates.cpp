@@ -226,6 +226,9 @@ std::string stageCounts(const long* aCount)
 TEST(ExpansionArithmetic, TransformationsAreExactOnRandomInputs)
 {
 	const TrelTest3& tt(predicates());
+	// The values the error bounds are derived from.
+	EXPECT_EQ(tt.splitter, 134217729.0);
+	EXPECT_EQ(tt.epsilon, std::ldexp(1.0, -53));
 	Generator gen(11);
 	for(int n = 0; n < 4000; ++n)
 	{
