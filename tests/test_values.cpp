@@ -1,297 +1,174 @@
-// Bbox3, Ball3 and Triangle3: box growth and its changed-or-not result,
-// enlargement, the self-modifying operator+, sphere radius and print, and
-// the triangle's index lookups and failure messages.
+// The value classes, the test-data generators, the pools and the message
+// routines: orders and boxes against brute force on random data, and the
+// exact text of every message users see.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cfloat>
+#include <iomanip>
 #include <random>
-#include <regex>
-#include <sstream>
+#include <set>
+#include <string>
+#include <tuple>
 #include <vector>
 
-#include "Ball3.h"
-#include "Bbox3.h"
+#include "SimplePool.h"
 #include "StdoutCapture.h"
-#include "Triangle3.h"
+#include "Tet3.h"
+#include "Vorn_3D.h"
+#include "tools.h"
 
-using VORN3D::Ball3;
-using VORN3D::Bbox3;
-using VORN3D::Point3;
-using VORN3D::Triangle3;
+using namespace VORN3D;
+
+TEST(Values, PointOrderAndBoxAgreeWithBruteForce)
+{
+	std::mt19937 rng(12345);
+	std::uniform_int_distribution<int> coordinate(-3, 3);
+	std::vector<Point3> vSoFar;
+	Bbox3 box;
+	for(int i = 0; i < 400; ++i)
+	{
+		const Point3 p(coordinate(rng), coordinate(rng), coordinate(rng)), q(coordinate(rng), coordinate(rng), coordinate(rng));
+		EXPECT_EQ(p < q, std::make_tuple(p.x(), p.y(), p.z()) < std::make_tuple(q.x(), q.y(), q.z()));
+		EXPECT_EQ(p == q, std::make_tuple(p.x(), p.y(), p.z()) == std::make_tuple(q.x(), q.y(), q.z()));
+		const Bbox3 before(box);
+		const bool bChanged(box.add(p));
+		vSoFar.push_back(p);
+		EXPECT_EQ(bChanged, box.getMinPoint() != before.getMinPoint() || box.getMaxPoint() != before.getMaxPoint());
+		auto byX = [](const Point3& a, const Point3& b) { return a.x() < b.x(); };
+		auto byZ = [](const Point3& a, const Point3& b) { return a.z() < b.z(); };
+		EXPECT_EQ(box.getMinX(), std::min_element(vSoFar.begin(), vSoFar.end(), byX)->x());
+		EXPECT_EQ(box.getMaxZ(), std::max_element(vSoFar.begin(), vSoFar.end(), byZ)->z());
+	}
+	Bbox3 vectorBox;
+	EXPECT_TRUE(vectorBox.add(vSoFar));
+	EXPECT_FALSE(vectorBox.add(vSoFar));
+	EXPECT_TRUE(vectorBox.getMinPoint() == box.getMinPoint() && vectorBox.getMaxPoint() == box.getMaxPoint());
+	// A NaN ties at its level and the next coordinate decides.
+	EXPECT_TRUE(Point3(NAN, 1, 2) < Point3(0, 1, 3));
+	EXPECT_FALSE(Point3(1, 1, NAN) < Point3(1, 1, 0));
+	EXPECT_FALSE(Point3(1, 1, NAN) == Point3(1, 1, NAN));
+	// Enlarging by a factor keeps the centre.
+	Bbox3 grown(std::vector<Point3>{Point3(0, 0, 0), Point3(10, 20, 30)});
+	grown.enlargeBounds(1.0);
+	EXPECT_EQ(grown.getMinPoint(), Point3(-5, -10, -15));
+	EXPECT_EQ(grown.getMaxPoint(), Point3(15, 30, 45));
+}
+
+TEST(Values, GeneratorsTimerAndNormal)
+{
+	std::vector<double> vValues;
+	generateRandomNumbers(100000, -4.0, 4.0, vValues, 99);
+	std::set<double> sSteps;
+	for(double v : vValues)
+	{
+		ASSERT_TRUE(v >= -4.0 && v < 4.0);
+		ASSERT_EQ((v + 4.0) * 4096.0, std::floor((v + 4.0) * 4096.0)); // a 15-bit grid
+		sSteps.insert(v);
+	}
+	EXPECT_GT(sSteps.size(), 30000u);
+	for(auto c : std::vector<std::pair<uint64_t, size_t>>{{0, 0}, {1, 1}, {3, 2}, {4, 3}, {100, 67}})
+	{
+		std::vector<Point3> vPoints;
+		generateRandomPoints(c.first, 0.0, 1.0, vPoints, 3);
+		EXPECT_EQ(vPoints.size(), c.second) << "count " << c.first;
+	}
+	std::vector<Point3> vPoints;
+	generateRandomPoints(30, -2.0, 3.0, vPoints, 77);
+	vValues.clear();
+	generateRandomNumbers(90, -2.0, 3.0, vValues, 77);
+	EXPECT_EQ(vPoints[1], Point3(vValues[3], vValues[4], vValues[5]));
+	{
+		vtest::StdoutCapture capture;
+		EXPECT_EQ(timer("a"), -1.0);
+		EXPECT_GE(timer("a"), 0.0);
+		EXPECT_EQ(capture.str().rfind("\n*** Timer [a] start\n*** Timer [a] stop, elapsed time: 0.", 0), 0u);
+		const Vector3 n(getNormalVector(Point3(0, 0, 0), Point3(0, 5, 0), Point3(3, 0, 0)));
+		EXPECT_EQ(std::make_tuple(n.x(), n.y(), n.z()), std::make_tuple(0.0, 0.0, -1.0));
+		getNormalVector(Point3(1, 2, 3), Point3(1, 2, 3), Point3(2, 4, 6));
+		EXPECT_NE(capture.str().find("warning: normalize(const Vector3& other), Null length vector!\n"), std::string::npos);
+	}
+	std::cout << std::defaultfloat << std::setprecision(6);
+}
+
+// Growth of the cell pool: the first block, half of it, then doubling; every
+// object is handed out once, the used blocks list them in order, and a reset
+// hands out the first block again.
+TEST(Values, PoolHandsOutEveryObjectOnce)
+{
+	SimplePool<Tet3> pool;
+	pool.init();
+	std::vector<Tet3*> vCells;
+	for(int i = 0; i < 28 + 14 + 28 + 56 + 5; ++i) vCells.push_back(pool.alloc());
+	EXPECT_EQ(pool.getSizes(), (std::vector<int>{28, 14, 28, 56, 112}));
+	EXPECT_EQ(std::set<Tet3*>(vCells.begin(), vCells.end()).size(), vCells.size());
+	std::vector<std::pair<Tet3*, size_t>> vBlocks;
+	pool.getUsedBlocks(vBlocks);
+	std::vector<Tet3*> vListed;
+	for(const auto& block : vBlocks)
+		for(size_t i = 0; i < block.second; ++i) vListed.push_back(block.first + i);
+	EXPECT_EQ(vListed, vCells);
+	pool.reset();
+	EXPECT_EQ(pool.getNumContainers(), 1u);
+	for(int i = 0; i < 28; ++i) EXPECT_EQ(pool.alloc(), vCells[i]);
+	vtest::StdoutCapture capture;
+	SimplePool<Tet3> other;
+	other.init(4, 1);
+	EXPECT_EQ(capture.str(), "TrelPool::init(..), Warning: increaseLimit=1\n");
+	EXPECT_DEATH(other.init(), "");
+}
 
 namespace {
 
-// The six fields, for comparing whole boxes.
-std::vector<double> fields(const Bbox3& box)
+const int conditionLine(__LINE__ + 3);
+int failingCheck(int value)
 {
-	return {box.getMinX(), box.getMinY(), box.getMinZ(), box.getMaxX(), box.getMaxY(), box.getMaxZ()};
+	ASSERT_CONDITION(value==3);
+	return value;
 }
-
-std::string addressText(const void* p)
-{
-	std::ostringstream stream;
-	stream << p;
-	return stream.str();
-}
-
-// Redirects std::cerr into a string for the scope.
-class StderrCapture
-{
-public:
-	StderrCapture(): pOld(std::cerr.rdbuf(buffer.rdbuf())) {}
-	~StderrCapture() { std::cerr.rdbuf(pOld); }
-	std::string str() const { return buffer.str(); }
-
-private:
-	std::ostringstream buffer;
-	std::streambuf* pOld;
-};
 
 } // namespace
 
-TEST(Bbox3Growth, EmptyBoxIsInvalidUntilTheFirstPoint)
+TEST(Messages, TextsOfWarningsErrorsConditionsAndCounters)
 {
-	Bbox3 box;
-	EXPECT_FALSE(box.isValid());
-	EXPECT_EQ(fields(box), (std::vector<double>{DBL_MAX, DBL_MAX, DBL_MAX, -DBL_MAX, -DBL_MAX, -DBL_MAX}));
-	EXPECT_TRUE(box.add(Point3(1, -2, 3)));
-	EXPECT_TRUE(box.isValid());
-	EXPECT_EQ(fields(box), (std::vector<double>{1, -2, 3, 1, -2, 3}));
-	EXPECT_EQ(box.getMinPoint(), box.getMaxPoint());
-	EXPECT_EQ(box.getMinPoint().getIndex(), -1);
-	EXPECT_EQ(box.getMaxPoint().getOneTet(), nullptr);
-	// The same point again changes nothing.
-	EXPECT_FALSE(box.add(Point3(1, -2, 3)));
-}
-
-TEST(Bbox3Growth, AddReportsChangeExactlyWhenAFieldMoves)
-{
-	// Small integer coordinates give many points inside and on the box, and
-	// many that move one side only.
-	std::mt19937 generator(12345);
-	std::uniform_int_distribution<int> coordinate(-20, 20);
-	for(int round = 0; round < 20; ++round)
 	{
-		Bbox3 box;
-		std::vector<Point3> vSoFar;
-		for(int i = 0; i < 200; ++i)
+		vtest::StdoutCapture capture;
+		printWarning("Dt3::insert()", "something odd");
+		printError("Tet3::getEdge()", "opp3ICI==opp2ICI=2");
+		printHeadline("Check");
+		EXPECT_EQ(failingCheck(3), 3);
+		EXPECT_THROW(failingCheck(4), VornException);
+		const std::string row(std::string(41, '*') + "\n");
+		EXPECT_EQ(capture.str(), "\n      Dt3::insert(), WARNING: something odd\n\n      Tet3::getEdge(), ERROR: opp3ICI==opp2ICI=2\n"
+								 "\n\n" + row + row + "                Check\n" + row + row +
+								 "\n      Vorn, , ERROR: Condition [ value==3 failed ]\n      tests/test_values.cpp:" +
+								 std::to_string(conditionLine) + "\n");
+	}
+	EXPECT_EQ(std::string(VornException().what()),
+		"\n  VORN EXCEPTION due to a bug _or_ wrong usage of Vorn. If you think it is a \n"
+		"  bug then please report this incident and it will be fixed quickly: bugs@vorn3d.org");
+	EXPECT_DEATH(
 		{
-			const Point3 p(coordinate(generator), coordinate(generator), coordinate(generator));
-			const std::vector<double> vBefore(fields(box));
-			const bool bChanged(box.add(p));
-			vSoFar.push_back(p);
-			EXPECT_EQ(bChanged, fields(box) != vBefore);
-			// The box is exactly the extent of the points added so far.
-			const auto byX([](const Point3& a, const Point3& b) { return a.x() < b.x(); });
-			const auto byY([](const Point3& a, const Point3& b) { return a.y() < b.y(); });
-			const auto byZ([](const Point3& a, const Point3& b) { return a.z() < b.z(); });
-			ASSERT_EQ(box.getMinX(), std::min_element(vSoFar.begin(), vSoFar.end(), byX)->x());
-			ASSERT_EQ(box.getMaxX(), std::max_element(vSoFar.begin(), vSoFar.end(), byX)->x());
-			ASSERT_EQ(box.getMinY(), std::min_element(vSoFar.begin(), vSoFar.end(), byY)->y());
-			ASSERT_EQ(box.getMaxY(), std::max_element(vSoFar.begin(), vSoFar.end(), byY)->y());
-			ASSERT_EQ(box.getMinZ(), std::min_element(vSoFar.begin(), vSoFar.end(), byZ)->z());
-			ASSERT_EQ(box.getMaxZ(), std::max_element(vSoFar.begin(), vSoFar.end(), byZ)->z());
-		}
-		// The same points as one vector give the same box.
-		EXPECT_EQ(fields(Bbox3(vSoFar)), fields(box));
-	}
+			std::cout.rdbuf(std::cerr.rdbuf());
+			goToHell("impossible case");
+		},
+		"\n      goToHell, ERROR:  reason: impossible case\n");
+	EXPECT_EQ(getVorn3DVersion(), "Vorn3D, DEBUG, v0.99.0");
+	EXPECT_EQ(getMajorVersionNumber() * 10000 + getMinorVersionNumber() * 100 + getRevisionNumber(), 9900);
+	EXPECT_FALSE(isRelease());
+	// The counters, in a fresh process so that the table starts empty.
+	GTEST_FLAG_SET(death_test_style, "threadsafe");
+	EXPECT_EXIT(
+		{
+			vtest::StdoutCapture capture;
+			std::string b("b");
+			std::string a("a");
+			std::string report("GETCOUNTERS");
+			benchCounter(b);
+			benchCounter(a);
+			benchCounter(b);
+			benchCounter(report);
+			exit(capture.str() == "\nCounters: \na\t1\nb\t2\n\n" ? 0 : 1);
+		},
+		::testing::ExitedWithCode(0), "");
 }
-
-TEST(Bbox3Growth, AddingVectors)
-{
-	Bbox3 box;
-	EXPECT_FALSE(box.add(std::vector<Point3>()));
-	EXPECT_FALSE(box.isValid());
-	// An invalid box always changes, also with one point.
-	EXPECT_TRUE(box.add(std::vector<Point3>{Point3(0, 0, 0)}));
-	EXPECT_TRUE(box.isValid());
-	EXPECT_FALSE(box.add(std::vector<Point3>()));
-	EXPECT_TRUE(box.add(std::vector<Point3>{Point3(0, 0, 0), Point3(1, 2, 3), Point3(-1, 0, 0)}));
-	EXPECT_EQ(fields(box), (std::vector<double>{-1, 0, 0, 1, 2, 3}));
-	// Points inside or on the box leave it unchanged.
-	EXPECT_FALSE(box.add(std::vector<Point3>{Point3(0, 1, 1), Point3(1, 2, 3), Point3(-1, 0, 0)}));
-	EXPECT_EQ(fields(box), (std::vector<double>{-1, 0, 0, 1, 2, 3}));
-	// One coordinate beyond one side is a change.
-	EXPECT_TRUE(box.add(std::vector<Point3>{Point3(0, 1, 1), Point3(0, 1, 3.5)}));
-	EXPECT_EQ(box.getMaxZ(), 3.5);
-	// Negative zero against a zero side is no change.
-	EXPECT_FALSE(box.add(Point3(-0.0, 0, 0)));
-}
-
-TEST(Bbox3Growth, PlusExtendsTheLeftOperandAndReturnsItsCopy)
-{
-	Bbox3 a(std::vector<Point3>{Point3(0, 0, 0), Point3(1, 1, 1)});
-	Bbox3 b(std::vector<Point3>{Point3(-1, 0.5, 0.5), Point3(0.5, 0.5, 4)});
-	const std::vector<double> vB(fields(b));
-	const Bbox3 sum(a + b);
-	EXPECT_EQ(fields(sum), (std::vector<double>{-1, 0, 0, 1, 1, 4}));
-	EXPECT_EQ(fields(a), fields(sum));
-	EXPECT_EQ(fields(b), vB);
-	// Adding an empty box changes nothing.
-	Bbox3 empty;
-	a + empty;
-	EXPECT_EQ(fields(a), fields(sum));
-	// Assignment copies the six fields.
-	Bbox3 c;
-	c = a;
-	EXPECT_EQ(fields(c), fields(a));
-}
-
-TEST(Bbox3Growth, EnlargeBoundsAroundTheSameCentre)
-{
-	const std::vector<Point3> vCorners{Point3(0, 0, 0), Point3(10, 20, 30)};
-	Bbox3 box(vCorners);
-	box.enlargeBounds(0);
-	EXPECT_EQ(fields(box), (std::vector<double>{0, 0, 0, 10, 20, 30}));
-	box.enlargeBounds(1);
-	EXPECT_EQ(fields(box), (std::vector<double>{-5, -10, -15, 15, 30, 45}));
-	box.enlargeBounds(-0.5);
-	EXPECT_EQ(fields(box), (std::vector<double>{0, 0, 0, 10, 20, 30}));
-	Bbox3 tenPercent(vCorners);
-	tenPercent.enlargeBounds(0.1);
-	EXPECT_DOUBLE_EQ(tenPercent.getRangeX(), 11.0);
-	EXPECT_DOUBLE_EQ(tenPercent.getMinY(), -1.0);
-	EXPECT_DOUBLE_EQ(tenPercent.getMaxZ(), 31.5);
-}
-
-TEST(Bbox3Growth, ExtentQueries)
-{
-	const Bbox3 box(std::vector<Point3>{Point3(-3, 2, 1), Point3(5, 4, 9)});
-	EXPECT_EQ(box.getRangeX(), 8.0);
-	EXPECT_EQ(box.getRangeY(), 2.0);
-	EXPECT_EQ(box.getRangeZ(), 8.0);
-	EXPECT_EQ(box.getMaxRange(), 8.0);
-	EXPECT_EQ(box.getMinCoord(), -3.0);
-	EXPECT_EQ(box.getMaxCoord(), 9.0);
-	EXPECT_EQ(box.getMinPoint(), Point3(-3, 2, 1));
-	EXPECT_EQ(box.getMaxPoint(), Point3(5, 4, 9));
-}
-
-TEST(Bbox3Print, Debug)
-{
-	vtest::StdoutCapture capture;
-	Bbox3(std::vector<Point3>{Point3(-3, 2.5, 1), Point3(5, 4, 1e10)}).debug();
-	Bbox3().debug();
-	EXPECT_EQ(capture.str(), "Bbox3: (-3,2.5,1) -> (5,4,1e+10)\n"
-							 "Bbox3: (1.79769e+308,1.79769e+308,1.79769e+308) -> "
-							 "(-1.79769e+308,-1.79769e+308,-1.79769e+308)\n");
-}
-
-TEST(Ball3, RadiusCentreAndCopies)
-{
-	const Ball3 ball(1, 2, 3, 4);
-	EXPECT_EQ(ball.getRadius(), 2.0);
-	EXPECT_EQ(ball.getSqRadius(), 4.0);
-	EXPECT_EQ(ball.getCenter(), Point3(1, 2, 3));
-	EXPECT_EQ(ball.getCenter().getIndex(), -1);
-	EXPECT_EQ(ball.getCenter().getOneTet(), nullptr);
-	const Ball3 copy(ball);
-	EXPECT_EQ(copy.getCenter(), ball.getCenter());
-	EXPECT_EQ(copy.getSqRadius(), 4.0);
-	Ball3 assigned(0, 0, 0, 0);
-	assigned = ball;
-	EXPECT_EQ(assigned.getCenter(), Point3(1, 2, 3));
-	EXPECT_EQ(assigned.getRadius(), 2.0);
-	EXPECT_EQ(Ball3(0, 0, 0, 2).getRadius(), std::sqrt(2.0));
-}
-
-TEST(Ball3, DebugPrintsTheRadiusNotItsSquare)
-{
-	const Ball3 ball(0, 0.5, -1, 6.25);
-	vtest::StdoutCapture capture;
-	ball.debug();
-	EXPECT_TRUE(std::regex_match(capture.str(), std::regex("Ball3: 0x[0-9a-f]+\t       0,      0.5,       -1, r=2.5\n")))
-		<< capture.str();
-}
-
-class Triangle3Test : public ::testing::Test
-{
-protected:
-	Point3 a{0, 0, 0}, b{3, 0, 0}, c{0, 6, 3}, outside{1, 1, 1};
-	Triangle3 triangle{&a, &b, &c};
-};
-
-TEST_F(Triangle3Test, CornersNeighboursAndBarycenter)
-{
-	EXPECT_EQ(triangle.getCorner(0), &a);
-	EXPECT_EQ(triangle.getCorner(1), &b);
-	EXPECT_EQ(triangle.getCorner(2), &c);
-	for(int i = 0; i < 3; ++i) EXPECT_EQ(triangle.getNeig(i), nullptr);
-	Triangle3 other(&b, &a, &outside);
-	triangle.setNeig(2, &other);
-	EXPECT_EQ(triangle.getNeig(2), &other);
-	EXPECT_EQ(triangle.getNeig(0), nullptr);
-	const Point3 center(triangle.getBarycenter());
-	EXPECT_EQ(center, Point3(1, 2, 1));
-	EXPECT_EQ(center.getIndex(), -1);
-	EXPECT_EQ(center.getOneTet(), nullptr);
-	// Assignment is memberwise.
-	Triangle3 copy(&outside, &outside, &outside);
-	copy = triangle;
-	EXPECT_EQ(copy.getCorner(1), &b);
-	EXPECT_EQ(copy.getNeig(2), &other);
-}
-
-TEST_F(Triangle3Test, IndexOfACorner)
-{
-	StderrCapture errors;
-	EXPECT_EQ(triangle.getIntraTriangleIndex(&a), 0);
-	EXPECT_EQ(triangle.getIntraTriangleIndex(&b), 1);
-	EXPECT_EQ(triangle.getIntraTriangleIndex(&c), 2);
-	EXPECT_EQ(errors.str(), "");
-	// By pointer: a point with the coordinates of a corner is no corner.
-	Point3 twin(a);
-	vtest::StdoutCapture capture;
-	EXPECT_EQ(triangle.getIntraTriangleIndex(&twin), -999);
-	EXPECT_EQ(errors.str(), "Triangle3::getIntraTriangleIndex(): invalid (p)\n");
-	EXPECT_EQ(capture.str(), "");
-}
-
-TEST_F(Triangle3Test, IndexOppositeAnEdgeInEitherOrder)
-{
-	Point3* aCorners[3] = {&a, &b, &c};
-	StderrCapture errors;
-	for(int i = 0; i < 3; ++i)
-	{
-		Point3* p1(aCorners[(i + 1) % 3]);
-		Point3* p2(aCorners[(i + 2) % 3]);
-		EXPECT_EQ(triangle.getIntraTriangleIndex(p1, p2), i);
-		EXPECT_EQ(triangle.getIntraTriangleIndex(p2, p1), i);
-		// The opposite corner is not on the edge it names.
-		EXPECT_NE(triangle.getCorner(i), p1);
-		EXPECT_NE(triangle.getCorner(i), p2);
-	}
-	EXPECT_EQ(errors.str(), "");
-}
-
-TEST_F(Triangle3Test, EdgeNotInTheTrianglePrintsTheTriangle)
-{
-	Triangle3 neighbour(&b, &a, &outside);
-	triangle.setNeig(2, &neighbour);
-	StderrCapture errors;
-	vtest::StdoutCapture capture;
-	EXPECT_EQ(triangle.getIntraTriangleIndex(&a, &outside), -999);
-	EXPECT_EQ(errors.str(), "Triangle3::getIntraTriangleIndex(): invalid (p1,p2)\n");
-	const std::string expected("Have searched for " + addressText(&a) + " and " + addressText(&outside) +
-		" in Triangle: \n" + "ith=0, vertex (" + addressText(&a) + "): " + addressText(&a) +
-		"\t       0,        0,        0  oppTet=0 (NULL)\n" + "ith=1, vertex (" + addressText(&b) +
-		"): " + addressText(&b) + "\t       3,        0,        0  oppTet=0 (NULL)\n" + "ith=2, vertex (" +
-		addressText(&c) + "): " + addressText(&c) + "\t       0,        6,        3  oppTet=" +
-		addressText(&neighbour) + " " + addressText(&neighbour) + "\n\n");
-	EXPECT_EQ(capture.str(), expected);
-	// A degenerate "edge" of one corner twice is not an edge either.
-	EXPECT_EQ(triangle.getIntraTriangleIndex(&a, &a), -999);
-}
-
-#ifndef NDEBUG
-TEST(Triangle3Death, IndexOutOfRangeFailsTheAssertion)
-{
-	Point3 a(0, 0, 0);
-	Triangle3 triangle(&a, &a, &a);
-	EXPECT_DEATH(triangle.getCorner(3), "i>-1 && i<3");
-	EXPECT_DEATH(triangle.getNeig(-1), "i>-1 && i<3");
-	EXPECT_DEATH(triangle.setNeig(3, nullptr), "i>-1 && i<3");
-}
-#endif

@@ -33,45 +33,6 @@ std::string describe(const Tet3* pTet)
 	return os.str();
 }
 
-// Sign of the insphere determinant with a floating-point filter; the exact
-// oracle decides whenever the filter is not sure.
-int inSphere(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e)
-{
-	const Point3* P[4] = {&a, &b, &c, &d};
-	double m[4][4];
-	double mag[4][4];
-	for(int i = 0; i < 4; ++i)
-	{
-		m[i][0] = P[i]->x() - e.x();
-		m[i][1] = P[i]->y() - e.y();
-		m[i][2] = P[i]->z() - e.z();
-		m[i][3] = m[i][0] * m[i][0] + m[i][1] * m[i][1] + m[i][2] * m[i][2];
-		for(int k = 0; k < 4; ++k) mag[i][k] = std::fabs(m[i][k]);
-	}
-	// Expansion along the lift column; the magnitude sum bounds the error.
-	auto det3 = [](double q[4][4], int r0, int r1, int r2) {
-		return q[r0][0] * (q[r1][1] * q[r2][2] - q[r1][2] * q[r2][1]) -
-			q[r0][1] * (q[r1][0] * q[r2][2] - q[r1][2] * q[r2][0]) +
-			q[r0][2] * (q[r1][0] * q[r2][1] - q[r1][1] * q[r2][0]);
-	};
-	auto per3 = [](double q[4][4], int r0, int r1, int r2) {
-		return q[r0][0] * (q[r1][1] * q[r2][2] + q[r1][2] * q[r2][1]) +
-			q[r0][1] * (q[r1][0] * q[r2][2] + q[r1][2] * q[r2][0]) +
-			q[r0][2] * (q[r1][0] * q[r2][1] + q[r1][1] * q[r2][0]);
-	};
-	const double det(-m[0][3] * det3(m, 1, 2, 3) + m[1][3] * det3(m, 0, 2, 3) - m[2][3] * det3(m, 0, 1, 3) +
-		m[3][3] * det3(m, 0, 1, 2));
-	const double permanent(mag[0][3] * per3(mag, 1, 2, 3) + mag[1][3] * per3(mag, 0, 2, 3) +
-		mag[2][3] * per3(mag, 0, 1, 3) + mag[3][3] * per3(mag, 0, 1, 2));
-	const double bound(1e-12 * permanent);
-	if(std::isfinite(det) && std::isfinite(permanent) && (det > bound || -det > bound))
-	{
-		// The determinant is negative inside for positively oriented a..d.
-		return det < 0 ? 1 : -1;
-	}
-	return exactInSphere(a, b, c, d, e);
-}
-
 } // namespace
 
 std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*>& vVertices, bool bDelaunay,
@@ -162,7 +123,7 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 				return "neighbours " + describe(pTet) + " and " + describe(pOpp) + " do not share their facet";
 			}
 			// The test is symmetric in the two cells: once per facet is enough.
-			if(bDelaunay && before(pTet, pOpp) && inSphere(*c[0], *c[1], *c[2], *c[3], *pFar) > 0)
+			if(bDelaunay && before(pTet, pOpp) && exactInSphere(*c[0], *c[1], *c[2], *c[3], *pFar) > 0)
 			{
 				std::ostringstream os;
 				os << "far corner " << pFar->x() << "," << pFar->y() << "," << pFar->z()
