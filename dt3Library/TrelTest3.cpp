@@ -577,12 +577,10 @@ void TrelTest3::printOrientation(const std::string& label, Orientation3 ori) con
 	}
 }
 
-namespace {
-
 // Unit roundoff of long double, found at run time the same way as the double
-// epsilon (halving until 1 + eps rounds back to 1), so that the bound below
-// fits whatever precision the platform's long double really has.
-long double extendedSphereBoundFactor()
+// epsilon (halving until 1 + eps rounds back to 1), so that the bounds that
+// use it fit whatever precision the platform's long double really has.
+long double extendedUnitRoundoff()
 {
 	volatile long double epsilon(1.0L);
 	volatile long double check(1.0L);
@@ -593,7 +591,14 @@ long double extendedSphereBoundFactor()
 		epsilon = epsilon * 0.5L;
 		check = 1.0L + epsilon;
 	} while(check != 1.0L && check != lastcheck);
-	const long double eps(epsilon);
+	return epsilon;
+}
+
+namespace {
+
+long double extendedSphereBoundFactor()
+{
+	const long double eps(extendedUnitRoundoff());
 	return (16.0L + 224.0L * eps) * eps;
 }
 

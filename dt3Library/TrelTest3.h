@@ -114,6 +114,9 @@ inline bool inFilterRange(const Point3& p)
 	return pointInExponentRange<sphereRangeLo, sphereRangeHi>(p);
 }
 
+/// Unit roundoff of long double on this platform, measured at run time.
+long double extendedUnitRoundoff();
+
 class TrelTest3
 {
 public:

@@ -464,27 +464,12 @@ bool hasWideLongDouble()
 	return tiny5 > 0.0L && huge5 - huge5 == 0.0L;
 }
 
-// The unit roundoff of long double, by halving until 1 + eps rounds to 1.
-long double extendedEpsilon()
-{
-	volatile long double epsilon(1.0L);
-	volatile long double check(1.0L);
-	volatile long double lastcheck;
-	do
-	{
-		lastcheck = check;
-		epsilon = epsilon * 0.5L;
-		check = 1.0L + epsilon;
-	} while(check != 1.0L && check != lastcheck);
-	return epsilon;
-}
-
 // The orientation filter in long double, with the bound (7 + 56 eps) eps
 // for its unit roundoff: the sign of the orient3d determinant (1, -1), or 0
 // when it cannot tell (a zero determinant always ends here).
 int orientationExtended(const Point3& a, const Point3& b, const Point3& c, const Point3& d)
 {
-	static const long double eps(extendedEpsilon());
+	static const long double eps(extendedUnitRoundoff());
 	static const long double boundFactor((7.0L + 56.0L * eps) * eps);
 	typedef long double F;
 	const F adx(F(a.x()) - F(d.x())), bdx(F(b.x()) - F(d.x())), cdx(F(c.x()) - F(d.x()));
