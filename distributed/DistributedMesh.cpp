@@ -213,8 +213,8 @@ private:
 };
 
 DistributedMesh::DistributedMesh(MPI_Comm comm_, const std::vector<Box>& vBoxes_):
-	comm(comm_), rank(0), size(1), vBoxes(vBoxes_), fetched{{0.0, 0.0, 0.0}, {-1.0, -1.0, -1.0}}, pGrid(nullptr), maxSeenId(std::numeric_limits<int>::min()),
-	numUnbounded(0)
+	comm(comm_), rank(0), size(1), vBoxes(vBoxes_), fetched{{0.0, 0.0, 0.0}, {-1.0, -1.0, -1.0}}, numOwnSlots(0), bAllNew(true), roundStamp(-1),
+	pGrid(nullptr), numUnbounded(0)
 {
 	MPI_Comm_rank(comm, &rank);
 	MPI_Comm_size(comm, &size);
@@ -247,7 +247,9 @@ long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const s
 	}
 	for(size_t k = 0; k < vHandles.size(); ++k)
 	{
-		if(vHandles[k]->getIndex() < 0) vHandles[k]->setIndex(static_cast<int>(firstSlot + k));
+		if(vHandles[k]->getIndex() >= 0) continue; // a copy of an earlier point
+		vHandles[k]->setIndex(static_cast<int>(firstSlot + k));
+		vNewVertices.push_back(vHandles[k]);
 	}
 	return static_cast<long>(vNew.size());
 }
@@ -261,11 +263,12 @@ long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const s
 		vRecords.insert(vRecords.end(), {vPoints[i].x(), vPoints[i].y(), vPoints[i].z(), static_cast<double>(vGid[i])});
 	}
 	insertRecords(vRecords, std::vector<int>(vPoints.size(), rank));
+	numOwnSlots = static_cast<int>(vSlotGid.size());
 
-	// Each distinct point once, with the smallest global index of its copies.
-	std::vector<Point3*> vVertices;
-	dt.getVertices(vVertices);
-	for(const Point3* pVtx : vVertices)
+	// Each distinct point once, with the smallest global index of its copies
+	// (the first copy, as the indices increase).
+	vOwnRecords.reserve(REC * vNewVertices.size());
+	for(const Point3* pVtx : vNewVertices)
 	{
 		vOwnRecords.insert(vOwnRecords.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
 	}
@@ -449,20 +452,29 @@ void DistributedMesh::collectBeyond(const double* a, const double* b, const doub
 long DistributedMesh::certifyRound()
 {
 	if(size == 1) return 0; // nobody to ask
-	std::vector<Tet3*> vTets;
-	dt.getTetrahedra(vTets);
-	// Cells older than the last round were certified then, except those
-	// whose answer was cut short and that are still there.
+	// A cell that a round certified stays: its answers held every point
+	// inside its sphere (or it is asked again, below). So only the cells
+	// created since, each with a corner inserted since, need a look.
+	--roundStamp;
 	std::vector<Tet3*> vWork;
-	vWork.reserve(vTets.size());
-	int newMax(maxSeenId);
-	for(Tet3* pTet : vTets)
+	if(bAllNew) dt.getTetrahedra(vWork);
+	else
 	{
-		if(pTet->getID() <= maxSeenId) continue;
-		newMax = std::max(newMax, pTet->getID());
-		vWork.push_back(pTet);
+		std::vector<Tet3*> vStar;
+		for(Point3* pVtx : vNewVertices)
+		{
+			vStar.clear();
+			dt.getTetsAroundVertex(pVtx, vStar);
+			for(Tet3* pTet : vStar)
+			{
+				if(pTet->getCustomIndex() == roundStamp) continue;
+				pTet->setCustomIndex(roundStamp);
+				vWork.push_back(pTet);
+			}
+		}
 	}
-	maxSeenId = newMax;
+	bAllNew = false;
+	vNewVertices.clear();
 	const size_t numNew(vWork.size());
 	std::vector<Tet3*> vAround;
 	for(const Corners& cell : vRetry)
@@ -471,7 +483,9 @@ long DistributedMesh::certifyRound()
 		dt.getTetsAroundVertex(cell[0], vAround);
 		for(Tet3* pTet : vAround)
 		{
-			if(pTet->hasVertex(cell[1]) && pTet->hasVertex(cell[2]) && pTet->hasVertex(cell[3])) vWork.push_back(pTet);
+			if(pTet->getCustomIndex() != roundStamp && pTet->hasVertex(cell[1]) && pTet->hasVertex(cell[2]) &&
+				pTet->hasVertex(cell[3]))
+				vWork.push_back(pTet);
 		}
 	}
 	vRetry.clear();
@@ -488,7 +502,7 @@ long DistributedMesh::certifyRound()
 		double aXyz[4][3];
 		for(int i = 0; i < 4; ++i)
 		{
-			aOwned[i] = ownerOf(pTet->getCorner(i)) == rank;
+			aOwned[i] = isOwn(pTet->getCorner(i));
 			xyz(pTet->getCorner(i), aXyz[i]);
 		}
 		if(!(aOwned[0] || aOwned[1] || aOwned[2] || aOwned[3])) continue;
@@ -546,25 +560,40 @@ int DistributedMesh::reporterOf(const Tet3* pTet) const
 	return ownerOf(pMin);
 }
 
-void DistributedMesh::reportedCells(std::vector<int64_t>& vQuads)
+long DistributedMesh::reportedCells(std::vector<int64_t>* pQuads)
 {
-	std::vector<Tet3*>& vTets(vFinalTets);
-	vTets.clear();
+	std::vector<Tet3*> vTets;
 	dt.getTetrahedra(vTets);
-	// The reporting process of each cell is kept in its custom index for the
-	// facet check that follows.
-	size_t numMine(0);
+	// The reporting process of each cell goes into its custom index for the
+	// facet check that follows. A cell of own corners only is reported here;
+	// the border cells (a corner of another process, or a hull facet) are
+	// the only ones that may be reported elsewhere or lie on the hull, so
+	// every facet the check needs belongs to one of them.
+	vBorderTets.clear();
+	long numMine(0);
 	for(Tet3* pTet : vTets)
 	{
-		pTet->setCustomIndex(reporterOf(pTet));
-		numMine += pTet->getCustomIndex() == rank;
+		int reporter(rank);
+		if(!(isOwn(pTet->getCorner(0)) && isOwn(pTet->getCorner(1)) && isOwn(pTet->getCorner(2)) &&
+			   isOwn(pTet->getCorner(3))))
+		{
+			reporter = reporterOf(pTet);
+			vBorderTets.push_back(pTet);
+		}
+		else if(pTet->getOppTet(0) == nullptr || pTet->getOppTet(1) == nullptr || pTet->getOppTet(2) == nullptr ||
+			pTet->getOppTet(3) == nullptr)
+			vBorderTets.push_back(pTet);
+		pTet->setCustomIndex(reporter);
+		numMine += reporter == rank;
 	}
-	vQuads.reserve(vQuads.size() + 4 * numMine);
+	if(pQuads == nullptr) return numMine;
+	pQuads->reserve(pQuads->size() + 4 * static_cast<size_t>(numMine));
 	for(const Tet3* pTet : vTets)
 	{
 		if(pTet->getCustomIndex() != rank) continue;
-		for(int i = 0; i < 4; ++i) vQuads.push_back(gidOf(pTet->getCorner(i)));
+		for(int i = 0; i < 4; ++i) pQuads->push_back(gidOf(pTet->getCorner(i)));
 	}
+	return numMine;
 }
 
 namespace {
@@ -604,25 +633,45 @@ long DistributedMesh::countInconsistentFacets()
 	// facet of exactly one cell. Facets inside one process's share are
 	// consistent by construction of its mesh.
 	std::vector<std::vector<double>> vOut(static_cast<size_t>(size));
-	for(const Tet3* pTet : vFinalTets)
+	const auto send([&](const Tet3* pTet, int i, bool bHull) {
+		const Point3* aCorner[3] = {pTet->getCorner(OUTWARD[i][0]), pTet->getCorner(OUTWARD[i][1]),
+			pTet->getCorner(OUTWARD[i][2])};
+		FacetKey key{{gidOf(aCorner[0]), gidOf(aCorner[1]), gidOf(aCorner[2])}};
+		const int side(sortFacet(key.g));
+		const Point3* pMin(aCorner[0]);
+		for(int k = 1; k < 3; ++k)
+		{
+			if(gidOf(aCorner[k]) < gidOf(pMin)) pMin = aCorner[k];
+		}
+		std::vector<double>& vTo(vOut[static_cast<size_t>(ownerOf(pMin))]);
+		vTo.insert(vTo.end(), {static_cast<double>(key.g[0]), static_cast<double>(key.g[1]),
+			static_cast<double>(key.g[2]), static_cast<double>(side + (bHull ? 2 : 0))});
+	});
+	const auto isBorder([&](const Tet3* pTet) {
+		for(int i = 0; i < 4; ++i)
+		{
+			if(!isOwn(pTet->getCorner(i)) || pTet->getOppTet(i) == nullptr) return true;
+		}
+		return false;
+	});
+	for(const Tet3* pTet : vBorderTets)
 	{
-		if(pTet->getCustomIndex() != rank) continue;
+		const bool bMine(pTet->getCustomIndex() == rank);
 		for(int i = 0; i < 4; ++i)
 		{
 			const Tet3* pNext(pTet->getOppTet(i));
-			if(pNext != nullptr && pNext->getCustomIndex() == rank) continue;
-			const Point3* aCorner[3] = {pTet->getCorner(OUTWARD[i][0]), pTet->getCorner(OUTWARD[i][1]),
-				pTet->getCorner(OUTWARD[i][2])};
-			FacetKey key{{gidOf(aCorner[0]), gidOf(aCorner[1]), gidOf(aCorner[2])}};
-			const int side(sortFacet(key.g));
-			const Point3* pMin(aCorner[0]);
-			for(int k = 1; k < 3; ++k)
+			if(bMine)
 			{
-				if(gidOf(aCorner[k]) < gidOf(pMin)) pMin = aCorner[k];
+				if(pNext == nullptr || pNext->getCustomIndex() != rank) send(pTet, i, pNext == nullptr);
 			}
-			std::vector<double>& vTo(vOut[static_cast<size_t>(ownerOf(pMin))]);
-			vTo.insert(vTo.end(), {static_cast<double>(key.g[0]), static_cast<double>(key.g[1]),
-				static_cast<double>(key.g[2]), static_cast<double>(side + (pNext == nullptr ? 2 : 0))});
+			else if(pNext != nullptr && pNext->getCustomIndex() == rank && !isBorder(pNext))
+			{
+				// A cell reported here that is no border cell itself: its side
+				// of the shared facet is sent from here.
+				int j(0);
+				while(pNext->getOppTet(j) != pTet) ++j;
+				send(pNext, j, false);
+			}
 		}
 	}
 	std::vector<int> vCounts;

@@ -42,15 +42,18 @@ public:
 	/// box, so that the rounds start near their end. Collective; returns the
 	/// number of points received.
 	long exchangeGhostLayer();
-	/// One certification round over the cells created since the last one.
-	/// Collective; returns the number of points added here.
+	/// One certification round: the first over every cell, each later one
+	/// over the cells created since the one before (the stars of the points
+	/// it added). Collective; returns the number of points added here.
 	long certifyRound();
-	/// The cells this process reports, four global indices each, corners in
-	/// positive orientation.
-	void reportedCells(std::vector<int64_t>& vQuads);
-	/// Call after reportedCells (which marks the cells). Checks that every facet between cells reported by different processes
-	/// is reported once from each side, and every hull facet once. Collective;
-	/// returns the number of mismatches over all processes.
+	/// Decides which process reports each cell and returns the number this
+	/// process reports; with pQuads, also appends their four global indices
+	/// each, corners in positive orientation.
+	long reportedCells(std::vector<int64_t>* pQuads);
+	/// Call after reportedCells (which marks the cells). Checks that every
+	/// facet between cells reported by different processes is reported once
+	/// from each side, and every hull facet once. Collective; returns the
+	/// number of mismatches over all processes.
 	long countInconsistentFacets();
 	/// This process's points, each distinct point once: x, y, z, global index.
 	const std::vector<double>& ownPoints() const { return vOwnRecords; }
@@ -59,7 +62,13 @@ public:
 	long numUnboundedCells() const { return numUnbounded; }
 
 private:
-	int ownerOf(const VORN3D::Point3* pVtx) const { return vSlotOwner[static_cast<size_t>(pVtx->getIndex())]; }
+	// This process's own points take the first slots, so ownership needs no
+	// table lookup on the common path.
+	bool isOwn(const VORN3D::Point3* pVtx) const { return pVtx->getIndex() < numOwnSlots; }
+	int ownerOf(const VORN3D::Point3* pVtx) const
+	{
+		return isOwn(pVtx) ? rank : vSlotOwner[static_cast<size_t>(pVtx->getIndex())];
+	}
 	int64_t gidOf(const VORN3D::Point3* pVtx) const { return vSlotGid[static_cast<size_t>(pVtx->getIndex())]; }
 	/// Owner of the cell's corner with the smallest global index.
 	int reporterOf(const VORN3D::Tet3* pTet) const;
@@ -87,6 +96,14 @@ private:
 	// A vertex's index field holds the slot of its first point.
 	std::vector<int64_t> vSlotGid;
 	std::vector<int> vSlotOwner;
+	int numOwnSlots;
+	// Vertices inserted since the last round: the cells around them are the
+	// ones the next round certifies.
+	std::vector<VORN3D::Point3*> vNewVertices;
+	bool bAllNew;
+	// Marks a cell as taken in the current round (in its custom index, which
+	// reportedCells overwrites with the reporting process).
+	int roundStamp;
 	std::unordered_set<int64_t> ghostGids;
 	std::vector<double> vOwnRecords;
 	PointGrid* pGrid;
@@ -94,12 +111,13 @@ private:
 	// Other processes' hull vertices (records) and their owners.
 	std::vector<double> vHullRecords;
 	std::vector<int> vHullOwner;
-	int maxSeenId;
 	// Cells whose last answer was cut short: asked again while they exist.
 	using Corners = std::array<VORN3D::Point3*, 4>;
 	std::vector<Corners> vRetry;
-	// The cells as reportedCells found them, for the facet check.
-	std::vector<VORN3D::Tet3*> vFinalTets;
+	// Cells with a corner of another process or a hull facet, as
+	// reportedCells found them: only their facets may be shared with a cell
+	// reported elsewhere.
+	std::vector<VORN3D::Tet3*> vBorderTets;
 	long numUnbounded;
 };
 

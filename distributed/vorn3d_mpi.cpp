@@ -198,8 +198,9 @@ int run(MPI_Comm comm, int argc, char** argv)
 		if(report.end("round " + std::to_string(round), mesh.certifyRound()) == 0) break;
 	}
 
+	// The cells' indices are collected only for an output that needs them.
 	std::vector<int64_t> vQuads;
-	mesh.reportedCells(vQuads);
+	const long numMine(mesh.reportedCells(cellsFile.empty() && vtkFile.empty() ? nullptr : &vQuads));
 	const long numBad(mesh.countInconsistentFacets());
 	report.end("cells and facet check", 0);
 	if(numBad > 0)
@@ -218,7 +219,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	if(!vtkFile.empty()) bWritten = vorn3dmpi::writeVtk(comm, vtkFile, vAll, vQuads) && bWritten;
 	report.end("output", 0);
 
-	long long myCells(static_cast<long long>(vQuads.size() / 4)), numCells(0);
+	long long myCells(numBad > 0 ? static_cast<long long>(vQuads.size() / 4) : numMine), numCells(0);
 	MPI_Reduce(&myCells, &numCells, 1, MPI_LONG_LONG, MPI_SUM, 0, comm);
 	long unbounded(mesh.numUnboundedCells()), numUnbounded(0);
 	MPI_Reduce(&unbounded, &numUnbounded, 1, MPI_LONG, MPI_SUM, 0, comm);
