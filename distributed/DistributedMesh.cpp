@@ -1,4 +1,5 @@
 #include "DistributedMesh.h"
+#include "Clock.h"
 
 #include <algorithm>
 #include <array>
@@ -68,6 +69,7 @@ std::vector<double> exchange(MPI_Comm comm, const std::vector<std::vector<double
 		vSendCounts[q] = static_cast<int>(vOut[q].size());
 		vSend.insert(vSend.end(), vOut[q].begin(), vOut[q].end());
 	}
+	WaitClock clock;
 	MPI_Alltoall(vSendCounts.data(), 1, MPI_INT, vCounts.data(), 1, MPI_INT, comm);
 	int total(0);
 	for(int q = 0; q < size; ++q)
@@ -230,6 +232,9 @@ long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const s
 {
 	const size_t firstSlot(vSlotGid.size());
 	std::vector<Point3> vNew;
+	vNew.reserve(vOwner.size());
+	vSlotGid.reserve(firstSlot + vOwner.size());
+	vSlotOwner.reserve(firstSlot + vOwner.size());
 	for(size_t r = 0; r < vOwner.size(); ++r)
 	{
 		const double* pRec(&vRecords[REC * r]);
@@ -254,47 +259,63 @@ long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const s
 	return static_cast<long>(vNew.size());
 }
 
-long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const std::vector<int64_t>& vGid)
+long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const std::vector<int64_t>& vGid,
+	const std::vector<double>& vExtraRecords, const std::vector<int>& vExtraOwner)
 {
 	std::vector<double> vRecords;
-	vRecords.reserve(REC * vPoints.size());
+	vRecords.reserve(REC * vPoints.size() + vExtraRecords.size());
 	for(size_t i = 0; i < vPoints.size(); ++i)
 	{
 		vRecords.insert(vRecords.end(), {vPoints[i].x(), vPoints[i].y(), vPoints[i].z(), static_cast<double>(vGid[i])});
 	}
-	insertRecords(vRecords, std::vector<int>(vPoints.size(), rank));
-	numOwnSlots = static_cast<int>(vSlotGid.size());
+	vRecords.insert(vRecords.end(), vExtraRecords.begin(), vExtraRecords.end());
+	std::vector<int> vOwner(vPoints.size(), rank);
+	vOwner.insert(vOwner.end(), vExtraOwner.begin(), vExtraOwner.end());
+	// The own points come first and so take the first slots.
+	numOwnSlots = static_cast<int>(vPoints.size());
+	insertRecords(vRecords, vOwner);
 
 	// Each distinct point once, with the smallest global index of its copies
 	// (the first copy, as the indices increase).
 	vOwnRecords.reserve(REC * vNewVertices.size());
 	for(const Point3* pVtx : vNewVertices)
 	{
-		vOwnRecords.insert(vOwnRecords.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
+		if(isOwn(pVtx))
+			vOwnRecords.insert(vOwnRecords.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
 	}
 	pGrid = new PointGrid(vOwnRecords);
 
 	// Any point of this process beyond a plane implies one of its hull
-	// vertices beyond it; without a cell every vertex counts as one.
+	// vertices beyond it; without a cell every vertex counts as one. A hull
+	// vertex of the own points is on a hull facet of this mesh, or hidden
+	// behind the other processes' points and then (its Voronoi cell, open
+	// before, now closed by theirs) their neighbour: the own corners of the
+	// cells at such points are taken as well. Should a degenerate input
+	// leave one out, the facet check finds the hull facet it leaves open.
 	std::vector<double> vHull;
 	if(dt.is3D())
 	{
 		std::vector<Tet3*> vTets;
 		dt.getTetrahedra(vTets);
 		std::vector<char> vTaken(vSlotGid.size(), 0);
+		const auto take([&](const Point3* pVtx) {
+			char& taken(vTaken[static_cast<size_t>(pVtx->getIndex())]);
+			if(taken || !isOwn(pVtx)) return;
+			taken = 1;
+			vHull.insert(vHull.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
+		});
+		const bool bExtra(!vExtraOwner.empty());
 		for(const Tet3* pTet : vTets)
 		{
+			if(bExtra && !(isOwn(pTet->getCorner(0)) && isOwn(pTet->getCorner(1)) && isOwn(pTet->getCorner(2)) &&
+							   isOwn(pTet->getCorner(3))))
+			{
+				for(int i = 0; i < 4; ++i) take(pTet->getCorner(i));
+			}
 			for(int i = 0; i < 4; ++i)
 			{
 				if(pTet->getOppTet(i) != nullptr) continue;
-				for(int k = 0; k < 3; ++k)
-				{
-					const Point3* pVtx(pTet->getCorner(OUTWARD[i][k]));
-					char& taken(vTaken[static_cast<size_t>(pVtx->getIndex())]);
-					if(taken) continue;
-					taken = 1;
-					vHull.insert(vHull.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
-				}
+				for(int k = 0; k < 3; ++k) take(pTet->getCorner(OUTWARD[i][k]));
 			}
 		}
 	}
@@ -302,6 +323,7 @@ long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const s
 
 	const int numMine(static_cast<int>(vHull.size()));
 	std::vector<int> vCounts(static_cast<size_t>(size)), vDispl(static_cast<size_t>(size));
+	WaitClock clock;
 	MPI_Allgather(&numMine, 1, MPI_INT, vCounts.data(), 1, MPI_INT, comm);
 	int total(0);
 	for(int q = 0; q < size; ++q)
@@ -327,13 +349,18 @@ bool DistributedMesh::answerBall(int q, const Ball& ball, const double* pCorners
 {
 	std::vector<char>& vSent(sentTo(q));
 	std::vector<std::pair<double, size_t>> vFound;
-	pGrid->visitBall(ball.c, reach(ball), [&](size_t i) {
+	const double r(reach(ball)), r2(r * r);
+	pGrid->visitBall(ball.c, r, [&](size_t i) {
 		const double* p(&vOwnRecords[REC * i]);
-		if(vSent[i] || !ballContains(ball, p)) return;
+		if(vSent[i]) return;
+		// Up to the rounding of the distance, as the ball's reach allows
+		// (an infinite ball takes every point).
+		const double dx(p[0] - ball.c[0]), dy(p[1] - ball.c[1]), dz(p[2] - ball.c[2]);
+		const double dist2(dx * dx + dy * dy + dz * dz);
+		if(!(dist2 <= r2) && r2 < INFINITY) return;
 		// The ball is wider than the sphere; points surely outside stay.
 		if(sphereSide(pCorners, pCorners + 3, pCorners + 6, pCorners + 9, p) < 0) return;
-		const double dx(p[0] - ball.c[0]), dy(p[1] - ball.c[1]), dz(p[2] - ball.c[2]);
-		vFound.emplace_back(dx * dx + dy * dy + dz * dz, i);
+		vFound.emplace_back(dist2, i);
 	});
 	// A large sphere (a flat cell near the hull) may hold many points; any
 	// one of them removes the cell, so the deepest few go now, and the cell
@@ -508,11 +535,10 @@ long DistributedMesh::certifyRound()
 		if(!(aOwned[0] || aOwned[1] || aOwned[2] || aOwned[3])) continue;
 		const Ball ball(enclosingCircumball(aXyz[0], aXyz[1], aXyz[2], aXyz[3]));
 		if(std::isinf(ball.radius)) ++numUnbounded;
-		// Every point of the ghost layer is here already.
-		const bool bFetched(ballInsideBox(ball, fetched));
-		for(int q = 0; q < size && !bFetched; ++q)
+		for(int q = 0; q < size; ++q)
 		{
-			if(q == rank || !ballMeetsBox(ball, vBoxes[q])) continue;
+			// Every point of q inside the ghost layer is here already.
+			if(q == rank || !ballMeetsBox(ball, vBoxes[q]) || ballPartCovered(ball, vBoxes[q], fetched)) continue;
 			vQueries[q].insert(vQueries[q].end(), {ball.c[0], ball.c[1], ball.c[2], ball.radius, bRetry ? 0.0 : 1.0});
 			vQueries[q].insert(vQueries[q].end(), &aXyz[0][0], &aXyz[0][0] + 12);
 			vAsked[q].push_back(Corners{{pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)}});
@@ -695,6 +721,7 @@ long DistributedMesh::countInconsistentFacets()
 		if(!bInterior && !bHull) ++numBad;
 	}
 	long total(0);
+	WaitClock clock;
 	MPI_Allreduce(&numBad, &total, 1, MPI_LONG, MPI_SUM, comm);
 	return total;
 }

@@ -1,5 +1,6 @@
 #include "Geometry.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <limits>
@@ -174,24 +175,16 @@ bool ballMeetsBox(const Ball& ball, const Box& box)
 	return dist2 <= r * r;
 }
 
-bool ballInsideBox(const Ball& ball, const Box& box)
+bool ballPartCovered(const Ball& ball, const Box& box, const Box& covered)
 {
 	const double r(reach(ball));
 	for(int i = 0; i < 3; ++i)
 	{
-		// Written so that an infinite radius or an empty box answers false.
-		if(!(ball.c[i] - r >= box.lo[i] && ball.c[i] + r <= box.hi[i])) return false;
+		const double lo(std::max(ball.c[i] - r, box.lo[i])), hi(std::min(ball.c[i] + r, box.hi[i]));
+		// Written so that an infinite radius or an empty covered box answers false.
+		if(!(lo >= covered.lo[i] && hi <= covered.hi[i])) return false;
 	}
 	return true;
-}
-
-bool ballContains(const Ball& ball, const double* p)
-{
-	if(std::isinf(ball.radius)) return true;
-	double q[3];
-	sub(p, ball.c, q);
-	const double r(reach(ball));
-	return dot(q, q) <= r * r;
 }
 
 GrowingSphere::GrowingSphere(const double* a, const double* b, const double* c)

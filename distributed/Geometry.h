@@ -36,11 +36,9 @@ double reach(const Ball& ball);
 /// True if the closed ball and the closed box may meet.
 bool ballMeetsBox(const Ball& ball, const Box& box);
 
-/// True if the ball certainly lies inside the closed box.
-bool ballInsideBox(const Ball& ball, const Box& box);
-
-/// True if p lies in the closed ball, up to the rounding of the distance.
-bool ballContains(const Ball& ball, const double* p);
+/// True if the part of the box that the ball may meet lies inside the box
+/// covered (the bounding cube of the ball, clipped to box, is inside it).
+bool ballPartCovered(const Ball& ball, const Box& box, const Box& covered);
 
 /// Where p lies against the circumsphere of the positively oriented cell
 /// a, b, c, d: +1 inside, -1 outside, 0 when the filter (long double with an

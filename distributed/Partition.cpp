@@ -49,11 +49,14 @@ int split(const std::vector<Point3>& vPoints, unsigned* pBegin, unsigned* pEnd, 
 	vTree.push_back(Node{-1, 0.0, -1, -1, firstPart});
 	if(numParts == 1 || pEnd - pBegin < 2) return self;
 	const Box box(boundingBox(vPoints, pBegin, pEnd));
-	int axis(0);
-	for(int i = 1; i < 3; ++i)
-	{
-		if(box.hi[i] - box.lo[i] > box.hi[axis] - box.lo[axis]) axis = i;
-	}
+	// The longest side is cut. Among sides of nearly the same length z goes
+	// first, then y: the library's insertion order keeps its walks shortest
+	// on a box whose x side is not the shortest (on half a cube, a cut across
+	// x costs a quarter more walking than one across z).
+	double longest(0.0);
+	for(int i = 0; i < 3; ++i) longest = std::max(longest, box.hi[i] - box.lo[i]);
+	int axis(2);
+	while(axis > 0 && !(box.hi[axis] - box.lo[axis] >= 0.95 * longest)) --axis;
 	const int lowParts(numParts / 2);
 	const long numLow(static_cast<long>((pEnd - pBegin) * static_cast<double>(lowParts) / numParts));
 	unsigned* pMid(pBegin + std::max(1L, numLow) - 1);
@@ -98,6 +101,48 @@ void partitionPoints(const std::vector<Point3>& vPoints, int numParts, std::vect
 			box.hi[axis] = std::max(box.hi[axis], coord(vPoints[i], axis));
 		}
 	}
+}
+
+std::vector<size_t> cubingPoints(const std::vector<Point3>& vPoints, const std::vector<int>& vOwner, int part,
+	const Box& box)
+{
+	double longest(0.0);
+	for(int axis = 0; axis < 3; ++axis) longest = std::max(longest, box.hi[axis] - box.lo[axis]);
+	// Per axis: the best point so far and how far its side falls short of
+	// the longest.
+	size_t aBest[3];
+	double aShort[3];
+	for(int axis = 0; axis < 3; ++axis)
+	{
+		aBest[axis] = vPoints.size();
+		aShort[axis] = longest - (box.hi[axis] - box.lo[axis]);
+		if(aShort[axis] <= 0.02 * longest) aShort[axis] = -1.0; // close enough as it is
+	}
+	if(!(longest > 0.0) || (aShort[0] < 0.0 && aShort[1] < 0.0 && aShort[2] < 0.0)) return {};
+	for(size_t i = 0; i < vPoints.size(); ++i)
+	{
+		if(vOwner[i] == part) continue;
+		double c[3];
+		for(int axis = 0; axis < 3; ++axis) c[axis] = coord(vPoints[i], axis);
+		for(int axis = 0; axis < 3; ++axis)
+		{
+			if(aShort[axis] < 0.0) continue;
+			const int b((axis + 1) % 3), d((axis + 2) % 3);
+			if(c[b] < box.lo[b] || c[b] > box.hi[b] || c[d] < box.lo[d] || c[d] > box.hi[d]) continue;
+			const double side(std::max(box.hi[axis], c[axis]) - std::min(box.lo[axis], c[axis]));
+			if(side <= longest && longest - side < aShort[axis])
+			{
+				aShort[axis] = longest - side;
+				aBest[axis] = i;
+			}
+		}
+	}
+	std::vector<size_t> vChosen;
+	for(size_t best : aBest)
+	{
+		if(best < vPoints.size()) vChosen.push_back(best);
+	}
+	return vChosen;
 }
 
 } // namespace vorn3dmpi

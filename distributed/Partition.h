@@ -22,6 +22,17 @@ namespace vorn3dmpi {
 void partitionPoints(const std::vector<VORN3D::Point3>& vPoints, int numParts, std::vector<int>& vOwner,
 	std::vector<Box>& vBoxes);
 
+/// Points of other regions (indices into vPoints) that make the bounding box
+/// of region part nearly a cube where the points allow: for each side much
+/// shorter than the longest, the point whose coordinate on that axis brings
+/// the side closest to the longest, among the points that lie within the
+/// box on the other two axes. The library orders its insertions by a key
+/// that is exact only on a cubic box (on half a cube its walks are three
+/// times as long), and a point of another region costs nothing in
+/// correctness: it is one more ghost point.
+std::vector<size_t> cubingPoints(const std::vector<VORN3D::Point3>& vPoints, const std::vector<int>& vOwner, int part,
+	const Box& box);
+
 } // namespace vorn3dmpi
 
 #endif

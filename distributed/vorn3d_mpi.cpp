@@ -8,8 +8,8 @@
 // its cells are certified (see DistributedMesh.h). Rank 0 prints the time,
 // the points moved and the peak memory of every phase.
 #include <mpi.h>
-#include <sys/resource.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -18,12 +18,15 @@
 
 #include <vorn3d/Vorn_3D.h>
 
+#include "Clock.h"
 #include "DistributedMesh.h"
 #include "Output.h"
 #include "Partition.h"
 #include "PointFile.h"
 
 using VORN3D::Point3;
+using vorn3dmpi::cpuSeconds;
+using vorn3dmpi::waitingCpuSeconds;
 
 namespace {
 
@@ -33,14 +36,6 @@ const char* const USAGE =
 	"  --cells FILE  one line per tetrahedron: four 0-based indices into POINTS\n"
 	"                (a repeated point is represented by its first occurrence)\n"
 	"  -o OUT.vtk    the tetrahedra as a binary legacy VTK unstructured grid\n";
-
-double cpuSeconds()
-{
-	rusage usage{};
-	getrusage(RUSAGE_SELF, &usage);
-	return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-		1e-6 * static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-}
 
 double peakMiB()
 {
@@ -63,52 +58,58 @@ double peakMiB()
 class PhaseReport
 {
 public:
-	explicit PhaseReport(MPI_Comm comm_): comm(comm_), start(std::chrono::steady_clock::now()), cpuStart(cpuSeconds())
+	explicit PhaseReport(MPI_Comm comm_): comm(comm_), start(std::chrono::steady_clock::now()), cpuStart(cpuSeconds()),
+		waitStart(waitingCpuSeconds)
 	{
 		MPI_Comm_rank(comm, &rank);
 		MPI_Comm_size(comm, &size);
 	}
 	/// Ends a phase; moved counts the points this process received in it.
-	/// Prints the wall time and processor time of the slowest process.
+	/// Prints the wall time, the processor time and the processor time
+	/// outside the waiting MPI calls ("work"), each of the slowest process.
 	/// Returns the sum of moved over all processes.
 	long end(const std::string& name, long moved)
 	{
-		const auto now(std::chrono::steady_clock::now());
-		const double seconds(std::chrono::duration<double>(now - start).count());
-		double maxSeconds(0.0), maxPeak(0.0), maxCpu(0.0);
-		const double peak(peakMiB()), cpu(cpuSeconds());
+		const double seconds(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+		const double phase[2] = {cpuSeconds() - cpuStart, cpuSeconds() - cpuStart - (waitingCpuSeconds - waitStart)};
+		const double peak(peakMiB());
+		double maxSeconds(0.0), maxPeak(0.0), maxPhase[2] = {0.0, 0.0};
 		long total(0);
 		MPI_Reduce(&seconds, &maxSeconds, 1, MPI_DOUBLE, MPI_MAX, 0, comm);
-		const double phaseCpu(cpu - cpuStart);
-		MPI_Reduce(&phaseCpu, &maxCpu, 1, MPI_DOUBLE, MPI_MAX, 0, comm);
+		MPI_Reduce(phase, maxPhase, 2, MPI_DOUBLE, MPI_MAX, 0, comm);
 		MPI_Reduce(&peak, &maxPeak, 1, MPI_DOUBLE, MPI_MAX, 0, comm);
 		MPI_Allreduce(&moved, &total, 1, MPI_LONG, MPI_SUM, comm);
 		if(rank == 0)
 		{
-			std::printf("  %-22s %10.3f %10.3f %14ld %12.1f\n", name.c_str(), maxSeconds, maxCpu, total, maxPeak);
+			std::printf("  %-22s %10.3f %10.3f %10.3f %14ld %12.1f\n", name.c_str(), maxSeconds, maxPhase[0], maxPhase[1], total,
+				maxPeak);
 			std::fflush(stdout);
 		}
 		totalSeconds += maxSeconds;
 		if(name != "read" && name != "output")
 		{
 			computeSeconds += maxSeconds;
-			computeCpuSeconds += cpu - cpuStart;
+			computeCpuSeconds += phase[0];
+			computeWorkSeconds += phase[1];
 		}
-		cpuStart = cpu;
+		// The reports' own reductions count for no phase.
+		cpuStart = cpuSeconds();
+		waitStart = waitingCpuSeconds;
 		start = std::chrono::steady_clock::now();
 		return total;
 	}
 	double seconds() const { return totalSeconds; }
 	/// All phases but reading the input and writing the output: wall time
-	/// (the slowest process) and this process's processor time.
+	/// (the slowest process), this process's processor time and its work.
 	double computeSeconds = 0.0;
 	double computeCpuSeconds = 0.0;
+	double computeWorkSeconds = 0.0;
 
 private:
 	MPI_Comm comm;
 	int rank = 0, size = 1;
 	std::chrono::steady_clock::time_point start;
-	double cpuStart;
+	double cpuStart, waitStart;
 	double totalSeconds = 0.0;
 };
 
@@ -158,7 +159,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	if(rank == 0)
 	{
 		std::printf("%s, vorn3d-mpi on %d process%s\n", VORN3D::getVorn3DVersion().c_str(), size, size == 1 ? "" : "es");
-		std::printf("  %-22s %10s %10s %14s %12s\n", "phase", "time_s", "cpu_s", "points_moved", "peak_MiB");
+		std::printf("  %-22s %10s %10s %10s %14s %12s\n", "phase", "time_s", "cpu_s", "work_s", "points_moved", "peak_MiB");
 	}
 	PhaseReport report(comm);
 
@@ -177,11 +178,26 @@ int run(MPI_Comm comm, int argc, char** argv)
 	vorn3dmpi::partitionPoints(vAll, size, vOwner, vBoxes);
 	std::vector<Point3> vMine;
 	std::vector<int64_t> vGid;
+	const size_t numOwnPoints(static_cast<size_t>(std::count(vOwner.begin(), vOwner.end(), rank)));
+	vMine.reserve(numOwnPoints);
+	vGid.reserve(numOwnPoints);
 	for(size_t i = 0; i < vAll.size(); ++i)
 	{
 		if(vOwner[i] != rank) continue;
 		vMine.push_back(vAll[i]);
 		vGid.push_back(static_cast<int64_t>(i));
+	}
+	// With other processes, a few of their points give the library a cubic
+	// box to order its insertions in.
+	std::vector<double> vExtraRecords;
+	std::vector<int> vExtraOwner;
+	if(size > 1)
+	{
+		for(size_t i : vorn3dmpi::cubingPoints(vAll, vOwner, rank, vBoxes[static_cast<size_t>(rank)]))
+		{
+			vExtraRecords.insert(vExtraRecords.end(), {vAll[i].x(), vAll[i].y(), vAll[i].z(), static_cast<double>(i)});
+			vExtraOwner.push_back(vOwner[i]);
+		}
 	}
 	const size_t numPoints(vAll.size());
 	std::vector<int>().swap(vOwner);
@@ -190,7 +206,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	report.end("partition", 0);
 
 	vorn3dmpi::DistributedMesh mesh(comm, vBoxes);
-	report.end("local triangulation", mesh.triangulateOwn(vMine, vGid));
+	report.end("local triangulation", mesh.triangulateOwn(vMine, vGid, vExtraRecords, vExtraOwner));
 	std::vector<Point3>().swap(vMine);
 	report.end("ghost layer", mesh.exchangeGhostLayer());
 	for(int round = 1;; ++round)
@@ -224,9 +240,10 @@ int run(MPI_Comm comm, int argc, char** argv)
 	long unbounded(mesh.numUnboundedCells()), numUnbounded(0);
 	MPI_Reduce(&unbounded, &numUnbounded, 1, MPI_LONG, MPI_SUM, 0, comm);
 	const double peak(peakMiB());
-	std::vector<double> vPeaks(static_cast<size_t>(size)), vCpu(static_cast<size_t>(size));
+	std::vector<double> vPeaks(static_cast<size_t>(size)), vCpu(static_cast<size_t>(size)), vWork(static_cast<size_t>(size));
 	MPI_Gather(&peak, 1, MPI_DOUBLE, vPeaks.data(), 1, MPI_DOUBLE, 0, comm);
 	MPI_Gather(&report.computeCpuSeconds, 1, MPI_DOUBLE, vCpu.data(), 1, MPI_DOUBLE, 0, comm);
+	MPI_Gather(&report.computeWorkSeconds, 1, MPI_DOUBLE, vWork.data(), 1, MPI_DOUBLE, 0, comm);
 	if(rank == 0)
 	{
 		std::printf("  points                 %zu\n", numPoints);
@@ -237,6 +254,10 @@ int run(MPI_Comm comm, int argc, char** argv)
 		// the waiting for a core.
 		std::printf("  CPU s per process     ");
 		for(double value : vCpu) std::printf(" %.3f", value);
+		std::printf("\n");
+		// The same without the time spent waiting inside MPI calls.
+		std::printf("  work s per process    ");
+		for(double value : vWork) std::printf(" %.3f", value);
 		std::printf("\n");
 		std::printf("  peak MiB per process  ");
 		for(double value : vPeaks) std::printf(" %.1f", value);
