@@ -105,13 +105,14 @@ public:
 		for(int a = 0; a < 3; ++a)
 		{
 			lo[a] = inf;
-			double hi(-inf);
+			hi[a] = -inf;
 			for(size_t i = 0; i < num; ++i)
 			{
 				lo[a] = std::min(lo[a], vRec[REC * i + a]);
-				hi = std::max(hi, vRec[REC * i + a]);
+				hi[a] = std::max(hi[a], vRec[REC * i + a]);
 			}
-			extent[a] = num == 0 ? 0.0 : hi - lo[a];
+			extent[a] = num == 0 ? 0.0 : hi[a] - lo[a];
+			margin[a] = 1e-9 * (std::fabs(lo[a]) + std::fabs(hi[a]));
 		}
 		// About two points per grid cell, cells as cubic as the box allows.
 		const double volume(std::max(extent[0], 1e-300) * std::max(extent[1], 1e-300) * std::max(extent[2], 1e-300));
@@ -168,11 +169,14 @@ public:
 			to[a] = index(box.hi[a], a);
 		}
 		const auto gap([&](long i, int a) {
-			// Distance from c to grid slab i of axis a (the outer slabs reach
-			// to infinity, as index() clamps to them).
-			const double slabLo(i == 0 ? -INFINITY : lo[a] + static_cast<double>(i) / scale[a]);
-			const double slabHi(i == dims[a] - 1 ? INFINITY : lo[a] + static_cast<double>(i + 1) / scale[a]);
-			return c[a] < slabLo ? slabLo - c[a] : (c[a] > slabHi ? c[a] - slabHi : 0.0);
+			// Distance from c to the points of grid slab i of axis a: the
+			// outer slabs end at the extreme coordinates (index() clamps to
+			// them), and every bound is moved outwards by a margin for the
+			// rounding of the bounds and of index().
+			const double slabLo(i == 0 ? lo[a] : lo[a] + static_cast<double>(i) / scale[a]);
+			const double slabHi(i == dims[a] - 1 ? hi[a] : lo[a] + static_cast<double>(i + 1) / scale[a]);
+			const double g(c[a] < slabLo ? slabLo - c[a] : (c[a] > slabHi ? c[a] - slabHi : 0.0));
+			return std::max(0.0, g - margin[a]);
 		});
 		for(long i = from[0]; i <= to[0]; ++i)
 		{
@@ -209,7 +213,7 @@ private:
 	}
 
 	const std::vector<double>& vRec;
-	double lo[3], extent[3], scale[3];
+	double lo[3], hi[3], extent[3], scale[3], margin[3];
 	long dims[3];
 	std::vector<size_t> vStart, vItems;
 };
