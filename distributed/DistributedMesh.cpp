@@ -296,30 +296,57 @@ long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const s
 	// before, now closed by theirs) their neighbour: the own corners of the
 	// cells at such points are taken as well. Should a degenerate input
 	// leave one out, the facet check finds the hull facet it leaves open.
+	// The hull facets are found by a walk over the hull surface from its
+	// lowest vertex, through the stars of the hull vertices.
 	std::vector<double> vHull;
 	if(dt.is3D())
 	{
-		std::vector<Tet3*> vTets;
-		dt.getTetrahedra(vTets);
-		std::vector<char> vTaken(vSlotGid.size(), 0);
+		std::vector<char> vTaken(vSlotGid.size(), 0), vSeen(vSlotGid.size(), 0);
 		const auto take([&](const Point3* pVtx) {
 			char& taken(vTaken[static_cast<size_t>(pVtx->getIndex())]);
 			if(taken || !isOwn(pVtx)) return;
 			taken = 1;
 			vHull.insert(vHull.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
 		});
-		const bool bExtra(!vExtraOwner.empty());
-		for(const Tet3* pTet : vTets)
+		const auto lower([](const Point3* p, const Point3* q) {
+			return p->x() != q->x() ? p->x() < q->x() : (p->y() != q->y() ? p->y() < q->y() : p->z() < q->z());
+		});
+		std::vector<Point3*> vQueue(1, *std::min_element(vNewVertices.begin(), vNewVertices.end(), lower));
+		vSeen[static_cast<size_t>(vQueue[0]->getIndex())] = 1;
+		take(vQueue[0]);
+		std::vector<Tet3*> vStar;
+		while(!vQueue.empty())
 		{
-			if(bExtra && !(isOwn(pTet->getCorner(0)) && isOwn(pTet->getCorner(1)) && isOwn(pTet->getCorner(2)) &&
-							   isOwn(pTet->getCorner(3))))
+			Point3* pVtx(vQueue.back());
+			vQueue.pop_back();
+			vStar.clear();
+			dt.getTetsAroundVertex(pVtx, vStar);
+			for(const Tet3* pTet : vStar)
+			{
+				for(int i = 0; i < 4; ++i)
+				{
+					// A hull facet of this vertex: the other corners are on the hull.
+					if(pTet->getOppTet(i) != nullptr || pTet->getCorner(i) == pVtx) continue;
+					for(int k = 0; k < 3; ++k)
+					{
+						Point3* pNext(pTet->getCorner(OUTWARD[i][k]));
+						char& seen(vSeen[static_cast<size_t>(pNext->getIndex())]);
+						if(seen) continue;
+						seen = 1;
+						take(pNext);
+						vQueue.push_back(pNext);
+					}
+				}
+			}
+		}
+		for(Point3* pVtx : vNewVertices)
+		{
+			if(isOwn(pVtx)) continue;
+			vStar.clear();
+			dt.getTetsAroundVertex(pVtx, vStar);
+			for(const Tet3* pTet : vStar)
 			{
 				for(int i = 0; i < 4; ++i) take(pTet->getCorner(i));
-			}
-			for(int i = 0; i < 4; ++i)
-			{
-				if(pTet->getOppTet(i) != nullptr) continue;
-				for(int k = 0; k < 3; ++k) take(pTet->getCorner(OUTWARD[i][k]));
 			}
 		}
 	}
