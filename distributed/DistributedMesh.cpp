@@ -263,20 +263,10 @@ long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const s
 	return static_cast<long>(vNew.size());
 }
 
-long DistributedMesh::triangulateOwn(const std::vector<Point3>& vPoints, const std::vector<int64_t>& vGid,
-	const std::vector<double>& vExtraRecords, const std::vector<int>& vExtraOwner)
+long DistributedMesh::triangulateOwn(const std::vector<double>& vRecords, const std::vector<int>& vOwner)
 {
-	std::vector<double> vRecords;
-	vRecords.reserve(REC * vPoints.size() + vExtraRecords.size());
-	for(size_t i = 0; i < vPoints.size(); ++i)
-	{
-		vRecords.insert(vRecords.end(), {vPoints[i].x(), vPoints[i].y(), vPoints[i].z(), static_cast<double>(vGid[i])});
-	}
-	vRecords.insert(vRecords.end(), vExtraRecords.begin(), vExtraRecords.end());
-	std::vector<int> vOwner(vPoints.size(), rank);
-	vOwner.insert(vOwner.end(), vExtraOwner.begin(), vExtraOwner.end());
 	// The own points come first and so take the first slots.
-	numOwnSlots = static_cast<int>(vPoints.size());
+	numOwnSlots = static_cast<int>(std::count(vOwner.begin(), vOwner.end(), rank));
 	insertRecords(vRecords, vOwner);
 
 	// Each distinct point once, with the smallest global index of its copies

@@ -34,13 +34,12 @@ public:
 	DistributedMesh(const DistributedMesh&) = delete;
 	DistributedMesh& operator=(const DistributedMesh&) = delete;
 
-	/// Triangulates this process's points (vGid: their global indices, in
-	/// increasing order) together with a few points of other processes
-	/// (records x, y, z, global index, owned by vExtraOwner), and shares the
-	/// vertices of the own points' convex hull. Collective. Returns the
-	/// number of hull vertices received.
-	long triangulateOwn(const std::vector<VORN3D::Point3>& vPoints, const std::vector<int64_t>& vGid,
-		const std::vector<double>& vExtraRecords, const std::vector<int>& vExtraOwner);
+	/// Triangulates the points of vRecords (x, y, z and global index of
+	/// each; vOwner[i] the process of point i): first this process's own
+	/// points, their indices increasing, then a few points of other
+	/// processes. Shares the vertices of the own points' convex hull.
+	/// Collective. Returns the number of hull vertices received.
+	long triangulateOwn(const std::vector<double>& vRecords, const std::vector<int>& vOwner);
 	/// Fetches the neighbours' points within a layer around this process's
 	/// box, so that the rounds start near their end. Collective; returns the
 	/// number of points received.

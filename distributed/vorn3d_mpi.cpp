@@ -176,28 +176,25 @@ int run(MPI_Comm comm, int argc, char** argv)
 	std::vector<int> vOwner;
 	std::vector<vorn3dmpi::Box> vBoxes;
 	vorn3dmpi::partitionPoints(vAll, size, vOwner, vBoxes);
-	std::vector<Point3> vMine;
-	std::vector<int64_t> vGid;
+	// Records (x, y, z, global index) of the own points, then of a few
+	// points of other processes that give the library a cubic box to order
+	// its insertions in.
+	std::vector<double> vRecords;
+	std::vector<int> vRecordOwner;
 	const size_t numOwnPoints(static_cast<size_t>(std::count(vOwner.begin(), vOwner.end(), rank)));
-	vMine.reserve(numOwnPoints);
-	vGid.reserve(numOwnPoints);
+	vRecords.reserve(4 * numOwnPoints + 12);
+	vRecordOwner.reserve(numOwnPoints + 3);
+	const auto add([&](size_t i) {
+		vRecords.insert(vRecords.end(), {vAll[i].x(), vAll[i].y(), vAll[i].z(), static_cast<double>(i)});
+		vRecordOwner.push_back(vOwner[i]);
+	});
 	for(size_t i = 0; i < vAll.size(); ++i)
 	{
-		if(vOwner[i] != rank) continue;
-		vMine.push_back(vAll[i]);
-		vGid.push_back(static_cast<int64_t>(i));
+		if(vOwner[i] == rank) add(i);
 	}
-	// With other processes, a few of their points give the library a cubic
-	// box to order its insertions in.
-	std::vector<double> vExtraRecords;
-	std::vector<int> vExtraOwner;
 	if(size > 1)
 	{
-		for(size_t i : vorn3dmpi::cubingPoints(vAll, vOwner, rank, vBoxes[static_cast<size_t>(rank)]))
-		{
-			vExtraRecords.insert(vExtraRecords.end(), {vAll[i].x(), vAll[i].y(), vAll[i].z(), static_cast<double>(i)});
-			vExtraOwner.push_back(vOwner[i]);
-		}
+		for(size_t i : vorn3dmpi::cubingPoints(vAll, vOwner, rank, vBoxes[static_cast<size_t>(rank)])) add(i);
 	}
 	const size_t numPoints(vAll.size());
 	std::vector<int>().swap(vOwner);
@@ -206,8 +203,8 @@ int run(MPI_Comm comm, int argc, char** argv)
 	report.end("partition", 0);
 
 	vorn3dmpi::DistributedMesh mesh(comm, vBoxes);
-	report.end("local triangulation", mesh.triangulateOwn(vMine, vGid, vExtraRecords, vExtraOwner));
-	std::vector<Point3>().swap(vMine);
+	report.end("local triangulation", mesh.triangulateOwn(vRecords, vRecordOwner));
+	std::vector<double>().swap(vRecords);
 	report.end("ghost layer", mesh.exchangeGhostLayer());
 	for(int round = 1;; ++round)
 	{
