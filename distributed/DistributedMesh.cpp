@@ -258,26 +258,45 @@ long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const s
 	{
 		if(vHandles[k]->getIndex() >= 0) continue; // a copy of an earlier point
 		vHandles[k]->setIndex(static_cast<int>(firstSlot + k));
-		vNewVertices.push_back(vHandles[k]);
+		// Until the first round every cell is new anyway.
+		if(!bAllNew) vNewVertices.push_back(vHandles[k]);
 	}
 	return static_cast<long>(vNew.size());
 }
 
-long DistributedMesh::triangulateOwn(const std::vector<double>& vRecords, const std::vector<int>& vOwner)
+long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::vector<int64_t>& vGid,
+	const std::vector<int>& vOwner)
 {
 	// The own points come first and so take the first slots.
 	numOwnSlots = static_cast<int>(std::count(vOwner.begin(), vOwner.end(), rank));
-	insertRecords(vRecords, vOwner);
-
-	// Each distinct point once, with the smallest global index of its copies
-	// (the first copy, as the indices increase).
-	vOwnRecords.reserve(REC * vNewVertices.size());
-	for(const Point3* pVtx : vNewVertices)
+	vSlotGid = vGid;
+	vSlotOwner = vOwner;
+	for(size_t k = static_cast<size_t>(numOwnSlots); k < vGid.size(); ++k) ghostGids.insert(vGid[k]);
+	std::vector<Point3*> vHandles;
 	{
-		if(isOwn(pVtx))
-			vOwnRecords.insert(vOwnRecords.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
+		QuietOutput quiet;
+		dt.insert(vPoints, vHandles);
 	}
-	pGrid = new PointGrid(vOwnRecords);
+	// Each distinct own point once, with the smallest global index of its
+	// copies (the first copy, as the indices increase); the vertices of the
+	// other processes' points; the lowest point.
+	vOwnRecords.reserve(REC * static_cast<size_t>(numOwnSlots));
+	std::vector<Point3*> vOthers;
+	size_t lowest(0);
+	const auto lower([&](size_t i, size_t j) {
+		const Point3& p(vPoints[i]);
+		const Point3& q(vPoints[j]);
+		return p.x() != q.x() ? p.x() < q.x() : (p.y() != q.y() ? p.y() < q.y() : p.z() < q.z());
+	});
+	for(size_t k = 0; k < vHandles.size(); ++k)
+	{
+		if(vHandles[k]->getIndex() >= 0) continue; // a copy of an earlier point
+		vHandles[k]->setIndex(static_cast<int>(k));
+		if(k < static_cast<size_t>(numOwnSlots))
+			vOwnRecords.insert(vOwnRecords.end(), {vPoints[k].x(), vPoints[k].y(), vPoints[k].z(), static_cast<double>(vGid[k])});
+		else vOthers.push_back(vHandles[k]);
+		if(lower(k, lowest)) lowest = k;
+	}
 
 	// Any point of this process beyond a plane implies one of its hull
 	// vertices beyond it; without a cell every vertex counts as one. A hull
@@ -298,10 +317,7 @@ long DistributedMesh::triangulateOwn(const std::vector<double>& vRecords, const 
 			taken = 1;
 			vHull.insert(vHull.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
 		});
-		const auto lower([](const Point3* p, const Point3* q) {
-			return p->x() != q->x() ? p->x() < q->x() : (p->y() != q->y() ? p->y() < q->y() : p->z() < q->z());
-		});
-		std::vector<Point3*> vQueue(1, *std::min_element(vNewVertices.begin(), vNewVertices.end(), lower));
+		std::vector<Point3*> vQueue(1, vHandles[lowest]);
 		vSeen[static_cast<size_t>(vQueue[0]->getIndex())] = 1;
 		take(vQueue[0]);
 		std::vector<Tet3*> vStar;
@@ -329,9 +345,8 @@ long DistributedMesh::triangulateOwn(const std::vector<double>& vRecords, const 
 				}
 			}
 		}
-		for(Point3* pVtx : vNewVertices)
+		for(Point3* pVtx : vOthers)
 		{
-			if(isOwn(pVtx)) continue;
 			vStar.clear();
 			dt.getTetsAroundVertex(pVtx, vStar);
 			for(const Tet3* pTet : vStar)
@@ -371,7 +386,7 @@ bool DistributedMesh::answerBall(int q, const Ball& ball, const double* pCorners
 	std::vector<char>& vSent(sentTo(q));
 	std::vector<std::pair<double, size_t>> vFound;
 	const double r(reach(ball)), r2(r * r);
-	pGrid->visitBall(ball.c, r, [&](size_t i) {
+	grid().visitBall(ball.c, r, [&](size_t i) {
 		const double* p(&vOwnRecords[REC * i]);
 		if(vSent[i]) return;
 		// Up to the rounding of the distance, as the ball's reach allows
@@ -402,7 +417,7 @@ bool DistributedMesh::answerBall(int q, const Ball& ball, const double* pCorners
 
 void DistributedMesh::answerBox(int q, const Box& box, std::vector<double>& vReply)
 {
-	pGrid->visitBox(box, [&](size_t i) {
+	grid().visitBox(box, [&](size_t i) {
 		const double* p(&vOwnRecords[REC * i]);
 		for(int a = 0; a < 3; ++a)
 		{
@@ -413,6 +428,12 @@ void DistributedMesh::answerBox(int q, const Box& box, std::vector<double>& vRep
 		vSent[i] = 1;
 		vReply.insert(vReply.end(), p, p + REC);
 	});
+}
+
+PointGrid& DistributedMesh::grid()
+{
+	if(pGrid == nullptr) pGrid = new PointGrid(vOwnRecords);
+	return *pGrid;
 }
 
 std::vector<char>& DistributedMesh::sentTo(int q)

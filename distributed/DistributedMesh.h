@@ -34,12 +34,13 @@ public:
 	DistributedMesh(const DistributedMesh&) = delete;
 	DistributedMesh& operator=(const DistributedMesh&) = delete;
 
-	/// Triangulates the points of vRecords (x, y, z and global index of
-	/// each; vOwner[i] the process of point i): first this process's own
-	/// points, their indices increasing, then a few points of other
-	/// processes. Shares the vertices of the own points' convex hull.
-	/// Collective. Returns the number of hull vertices received.
-	long triangulateOwn(const std::vector<double>& vRecords, const std::vector<int>& vOwner);
+	/// Triangulates vPoints (vGid: their global indices; vOwner: their
+	/// processes): first this process's own points, their indices
+	/// increasing, then a few points of other processes. Shares the vertices
+	/// of the own points' convex hull. Collective. Returns the number of hull
+	/// vertices received.
+	long triangulateOwn(std::vector<VORN3D::Point3>& vPoints, const std::vector<int64_t>& vGid,
+		const std::vector<int>& vOwner);
 	/// Fetches the neighbours' points within a layer around this process's
 	/// box, so that the rounds start near their end. Collective; returns the
 	/// number of points received.
@@ -82,6 +83,9 @@ private:
 	/// pCorners: the cell's corners (12 coordinates), for the sphere filter.
 	bool answerBall(int q, const Ball& ball, const double* pCorners, bool bLimited, std::vector<double>& vReply);
 	void answerBox(int q, const Box& box, std::vector<double>& vReply);
+	/// The grid over the own points, built on first use (a process that
+	/// answers no query never needs it).
+	PointGrid& grid();
 	/// Flags of the points already sent to process q.
 	std::vector<char>& sentTo(int q);
 	/// Hull facet (a, b, c), outer side (b-a)x(c-a): the other processes' hull

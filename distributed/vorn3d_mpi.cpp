@@ -176,17 +176,19 @@ int run(MPI_Comm comm, int argc, char** argv)
 	std::vector<int> vOwner;
 	std::vector<vorn3dmpi::Box> vBoxes;
 	vorn3dmpi::partitionPoints(vAll, size, vOwner, vBoxes);
-	// Records (x, y, z, global index) of the own points, then of a few
-	// points of other processes that give the library a cubic box to order
-	// its insertions in.
-	std::vector<double> vRecords;
-	std::vector<int> vRecordOwner;
+	// The own points, then a few points of other processes that give the
+	// library a cubic box to order its insertions in.
+	std::vector<Point3> vMine;
+	std::vector<int64_t> vGid;
+	std::vector<int> vMineOwner;
 	const size_t numOwnPoints(static_cast<size_t>(std::count(vOwner.begin(), vOwner.end(), rank)));
-	vRecords.reserve(4 * numOwnPoints + 12);
-	vRecordOwner.reserve(numOwnPoints + 3);
+	vMine.reserve(numOwnPoints + 3);
+	vGid.reserve(numOwnPoints + 3);
+	vMineOwner.reserve(numOwnPoints + 3);
 	const auto add([&](size_t i) {
-		vRecords.insert(vRecords.end(), {vAll[i].x(), vAll[i].y(), vAll[i].z(), static_cast<double>(i)});
-		vRecordOwner.push_back(vOwner[i]);
+		vMine.emplace_back(vAll[i].x(), vAll[i].y(), vAll[i].z());
+		vGid.push_back(static_cast<int64_t>(i));
+		vMineOwner.push_back(vOwner[i]);
 	});
 	for(size_t i = 0; i < vAll.size(); ++i)
 	{
@@ -203,8 +205,8 @@ int run(MPI_Comm comm, int argc, char** argv)
 	report.end("partition", 0);
 
 	vorn3dmpi::DistributedMesh mesh(comm, vBoxes);
-	report.end("local triangulation", mesh.triangulateOwn(vRecords, vRecordOwner));
-	std::vector<double>().swap(vRecords);
+	report.end("local triangulation", mesh.triangulateOwn(vMine, vGid, vMineOwner));
+	std::vector<Point3>().swap(vMine);
 	report.end("ghost layer", mesh.exchangeGhostLayer());
 	for(int round = 1;; ++round)
 	{
