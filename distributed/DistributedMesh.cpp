@@ -525,7 +525,8 @@ long DistributedMesh::certifyRound()
 	// inside its sphere (or it is asked again, below). So only the cells
 	// created since, each with a corner inserted since, need a look.
 	--roundStamp;
-	std::vector<Tet3*> vWork;
+	std::vector<Tet3*>& vWork(vCells);
+	vWork.clear();
 	if(bAllNew) dt.getTetrahedra(vWork);
 	else
 	{
@@ -630,7 +631,8 @@ int DistributedMesh::reporterOf(const Tet3* pTet) const
 
 long DistributedMesh::reportedCells(std::vector<int64_t>* pQuads)
 {
-	std::vector<Tet3*> vTets;
+	std::vector<Tet3*>& vTets(vCells);
+	vTets.clear();
 	dt.getTetrahedra(vTets);
 	// The reporting process of each cell goes into its custom index for the
 	// facet check that follows. A cell of own corners only is reported here;

@@ -120,6 +120,9 @@ private:
 	// Cells whose last answer was cut short: asked again while they exist.
 	using Corners = std::array<VORN3D::Point3*, 4>;
 	std::vector<Corners> vRetry;
+	// The cells of a pass over the whole mesh (kept, so that its memory is
+	// reused).
+	std::vector<VORN3D::Tet3*> vCells;
 	// Cells with a corner of another process or a hull facet, as
 	// reportedCells found them: only their facets may be shared with a cell
 	// reported elsewhere.

@@ -81,6 +81,8 @@ void partitionPoints(const std::vector<Point3>& vPoints, int numParts, std::vect
 	for(size_t i = 0; i < vPoints.size(); i += stride) vSample.push_back(static_cast<unsigned>(i));
 	std::vector<Node> vTree;
 	split(vPoints, vSample.data(), vSample.data() + vSample.size(), 0, numParts, vTree);
+	const double inf(std::numeric_limits<double>::infinity());
+	vBoxes.assign(static_cast<size_t>(numParts), Box{{inf, inf, inf}, {-inf, -inf, -inf}});
 	vOwner.resize(vPoints.size());
 	for(size_t i = 0; i < vPoints.size(); ++i)
 	{
@@ -88,13 +90,7 @@ void partitionPoints(const std::vector<Point3>& vPoints, int numParts, std::vect
 		while(pNode->axis >= 0)
 			pNode = &vTree[static_cast<size_t>(coord(vPoints[i], pNode->axis) <= pNode->cut ? pNode->low : pNode->high)];
 		vOwner[i] = pNode->firstPart;
-	}
-
-	const double inf(std::numeric_limits<double>::infinity());
-	vBoxes.assign(static_cast<size_t>(numParts), Box{{inf, inf, inf}, {-inf, -inf, -inf}});
-	for(size_t i = 0; i < vPoints.size(); ++i)
-	{
-		Box& box(vBoxes[static_cast<size_t>(vOwner[i])]);
+		Box& box(vBoxes[static_cast<size_t>(pNode->firstPart)]);
 		for(int axis = 0; axis < 3; ++axis)
 		{
 			box.lo[axis] = std::min(box.lo[axis], coord(vPoints[i], axis));
