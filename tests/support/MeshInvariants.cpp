@@ -181,7 +181,11 @@ std::string checkMeshOf(const VORN3D::Vorn_3D& vorn, const std::vector<Point3>& 
 	vorn.getTetrahedra(vTets);
 	std::vector<Coords> vCorners, vDistinct;
 	for(const Tet3* pTet : vTets)
-		for(int i = 0; i < 4; ++i) vCorners.emplace_back(pTet->getCorner(i)->x(), pTet->getCorner(i)->y(), pTet->getCorner(i)->z());
+		for(int i = 0; i < 4; ++i)
+		{
+			const Point3& p(*pTet->getCorner(i));
+			vCorners.emplace_back(p.x(), p.y(), p.z());
+		}
 	std::sort(vCorners.begin(), vCorners.end());
 	for(size_t i = 0; i < vInput.size(); ++i)
 	{
