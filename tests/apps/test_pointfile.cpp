@@ -42,9 +42,7 @@ template <class T> void putBytes(std::string& out, T value, bool bBigEndian)
 	const uint16_t probe(1);
 	const bool bHostLittle(*reinterpret_cast<const unsigned char*>(&probe) == 1);
 	if(bBigEndian == bHostLittle)
-	{
 		for(size_t i = 0; i < sizeof(T) / 2; ++i) std::swap(aBytes[i], aBytes[sizeof(T) - 1 - i]);
-	}
 	out.append(reinterpret_cast<const char*>(aBytes), sizeof(T));
 }
 

@@ -106,15 +106,11 @@ int main(int argc, char** argv)
 		if(std::filesystem::is_directory(arg))
 		{
 			for(const auto& entry : std::filesystem::directory_iterator(arg))
-			{
 				if(entry.is_regular_file()) vPaths.push_back(entry.path());
-			}
 			std::sort(vPaths.begin(), vPaths.end());
 		}
 		else
-		{
 			vPaths.push_back(arg);
-		}
 		for(const auto& path : vPaths) vCorpus.push_back(readFileBytes(path));
 	}
 	if(vCorpus.empty()) vCorpus.push_back(Bytes());

@@ -48,9 +48,7 @@ int inSphere(const Point3& a, const Point3& b, const Point3& c, const Point3& d,
 	{
 		int inversions(0);
 		for(int i = 0; i < 4; ++i)
-		{
 			for(int j = i + 1; j < 4; ++j) inversions += perm[i] > perm[j];
-		}
 		const double term(m[0][perm[0]] * m[1][perm[1]] * m[2][perm[2]] * m[3][perm[3]]);
 		det += (inversions % 2 ? -term : term);
 		permanent += std::fabs(term);

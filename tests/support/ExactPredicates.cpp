@@ -47,9 +47,7 @@ void toIntegers(const VORN3D::Point3* const* ppPoint, int numPoints, ZPoint* pOu
 		return result;
 	};
 	for(int i = 0; i < numPoints; ++i)
-	{
 		pOut[i] = ZPoint(convert(ppPoint[i]->x()), convert(ppPoint[i]->y()), convert(ppPoint[i]->z()));
-	}
 }
 
 ZPoint operator-(const ZPoint& p, const ZPoint& q)
@@ -77,12 +75,6 @@ ZPoint cross(const ZPoint& p, const ZPoint& q)
 	return ZPoint(p.y * q.z - p.z * q.y, p.z * q.x - p.x * q.z, p.x * q.y - p.y * q.x);
 }
 
-int signOf(const mpz_class& value)
-{
-	const int s(sgn(value));
-	return s > 0 ? 1 : (s < 0 ? -1 : 0);
-}
-
 // Determinant of a 3x3 matrix given by its rows.
 mpz_class det3(const ZPoint& r0, const ZPoint& r1, const ZPoint& r2)
 {
@@ -96,7 +88,7 @@ int exactOrientation(const VORN3D::Point3& a, const VORN3D::Point3& b, const VOR
 	const VORN3D::Point3* aInput[4] = {&a, &b, &c, &d};
 	ZPoint z[4];
 	toIntegers(aInput, 4, z);
-	return signOf(det3(z[1] - z[0], z[2] - z[0], z[3] - z[0]));
+	return sgn(det3(z[1] - z[0], z[2] - z[0], z[3] - z[0]));
 }
 
 int exactInSphere(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d, const VORN3D::Point3& e)
@@ -117,7 +109,7 @@ int exactInSphere(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D
 	}
 	const ZPoint n(scaled(cross(v, w), dot(u, u)) + scaled(cross(w, u), dot(v, v)) + scaled(cross(u, v), dot(w, w)));
 	const ZPoint toQuery(scaled(z[4] - z[0], den) - n);
-	return signOf(dot(n, n) - dot(toQuery, toQuery));
+	return sgn(dot(n, n) - dot(toQuery, toQuery));
 }
 
 int exactLiftedSign(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d, const VORN3D::Point3& e)
@@ -136,16 +128,14 @@ int exactLiftedSign(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN
 		const ZPoint* pRest[3];
 		int numRest(0);
 		for(int j = 0; j < 4; ++j)
-		{
 			if(j != i) pRest[numRest++] = &rows[j];
-		}
 		const mpz_class term(lift[i] * det3(*pRest[0], *pRest[1], *pRest[2]));
 		if((i + 3) % 2 == 0) det += term;
 		else det -= term;
 	}
 	// det > 0 means e is inside for corners in orient3d-positive order,
 	// which is our negative order: flip it.
-	return -signOf(det);
+	return -sgn(det);
 }
 
 } // namespace vtest

@@ -74,9 +74,7 @@ inline std::string surfaceInvariantViolation(const VORN3D::Surface3& surface)
 		}
 	}
 	for(std::size_t v = 0; v < numVertices; ++v)
-	{
 		if(!vUsed[v]) return "vertex " + std::to_string(v) + " is used by no triangle";
-	}
 
 	// Neighbours and counts from the grouped edge uses.
 	std::size_t numManifold(0), numBorder(0), numNonManifold(0), numMisoriented(0);
@@ -102,10 +100,8 @@ inline std::string surfaceInvariantViolation(const VORN3D::Surface3& surface)
 			else
 				++numNonManifold;
 			for(const auto& use : vUses)
-			{
 				if(surface.getTriangle(use.first)->getNeig(use.second) != nullptr)
 					return "a border or non-manifold edge has a neighbour";
-			}
 		}
 	}
 	if(counts.numEdges != edgeUses.size()) return "wrong number of edges";
