@@ -111,8 +111,10 @@ TEST(Surface3, RandomTriangleSoupsAgreeWithBruteForce)
 			const std::string out(read(surface, bBinary ? binaryStl(vFacets) : asciiStl(vFacets), bOk, path));
 			ASSERT_TRUE(bOk) << out;
 			if(round == 0)
+			{
 				EXPECT_EQ(out, "      Surface3::establishNeighborships(): 4 triangles, 4 vertices, 6 edges (6 manifold, 0 border, "
 							   "0 non-manifold, 0 misoriented)\n");
+			}
 			EXPECT_EQ(surface.getNumVertices(), sCorners.size()) << "round " << round;
 			ASSERT_EQ(surface.getNumTriangles(), vFacets.size());
 			for(std::size_t t = 0; t < vFacets.size(); ++t)
