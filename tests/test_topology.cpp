@@ -223,14 +223,3 @@ TEST(Tet3, CircumcentreNumbersPrintAndFatalFaults)
 	EXPECT_EXIT(pT->getIntraTetIndex(pT), ::testing::ExitedWithCode(1), "");
 	delete pT;
 }
-
-TEST(Tet3, FirstCellOfAProcessIsNumbered1000)
-{
-	GTEST_FLAG_SET(death_test_style, "threadsafe");
-	EXPECT_EXIT(
-		{
-			vtest::StdoutCapture quiet;
-			exit(Tet3().getID() == 1000 ? 0 : 1);
-		},
-		::testing::ExitedWithCode(0), "");
-}

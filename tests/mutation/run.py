@@ -1,21 +1,17 @@
 #!/usr/bin/python3
 """Mutation runner: how many deliberate faults does the test suite catch?
 
-Copies the tree once into a scratch directory and builds it like `make test`
-(Debug); then for each mutant of mutants.txt (file, a snippet found exactly
-once, its replacement) applies it, rebuilds incrementally, runs ctest with a
-time limit, stopping at the first failure, and restores the file. A mutant is
-killed (a test failed, crashed or timed out), survived (all passed), not built
-or not applied (its snippet does not occur exactly once). The unit tests run
-first; the programs, demo cases and exported-symbol check only for a mutant
-they let through; fuzz_stl and install_and_consume only for one that passed
-those too.
+For each mutant of mutants.txt (file, a snippet found once, its replacement):
+apply it to a scratch copy of the tree, rebuild the Debug build incrementally,
+run ctest (time limit, stop at the first failure) and restore the file. Unit
+tests first; programs, demo cases and exported symbols only for a mutant they
+let through; fuzz_stl and install_and_consume only for one that passed those.
+A mutant is killed, survived, not built or not applied (snippet not found once).
 
   nice -n 10 /usr/bin/python3 tests/mutation/run.py [--rev REV] [--only ID,ID] [--reuse]
 
---rev tests the tree of a commit (git archive) instead of the working tree;
-the mutant list always comes from the working tree. --reuse keeps the scratch
-copy and build of an earlier run.
+--rev: the tree of a commit (git archive); the mutant list is the working tree's.
+--reuse: keep the scratch copy and build of an earlier run.
 """
 import argparse
 import os

@@ -65,10 +65,9 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 			if(c[i] == nullptr) return describe(pTet) + " has a null corner";
 			if(!std::binary_search(vStore.begin(), vStore.end(), c[i], before))
 				return describe(pTet) + " has a corner that is not a stored vertex";
-			for(int j = 0; j < i; ++j)
-				if(c[i] == c[j]) return describe(pTet) + " has a corner twice";
 			vCorners.push_back(c[i]);
 		}
+		// Also catches a corner listed twice.
 		if(exactOrientation(*c[0], *c[1], *c[2], *c[3]) != 1) return describe(pTet) + " is not positively oriented";
 		for(int i = 0; i < 4; ++i)
 		{
@@ -85,7 +84,6 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 				continue;
 			}
 			if(!isCell(pOpp)) return describe(pTet) + " has a neighbour that is not a live cell";
-			if(pOpp == pTet) return describe(pTet) + " is its own neighbour";
 			int back(-1);
 			for(int j = 0; j < 4; ++j)
 			{
@@ -94,8 +92,8 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 				back = j;
 			}
 			if(back < 0) return "neighbour link not symmetric at " + describe(pTet);
-			// The far corner must not be on the facet, and the other three
-			// must be exactly the facet's corners.
+			// The far corner must not be a corner of this cell (nor the cell
+			// its own neighbour), and the other three exactly the facet's.
 			const Point3* pFar(pOpp->getCorner(back));
 			int numShared(0);
 			for(int j = 0; j < 4; ++j)
