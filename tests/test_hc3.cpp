@@ -64,8 +64,6 @@ struct FakeCells
 
 } // namespace
 
-// ---- Hilbert keys --------------------------------------------------------
-
 // The defining property of the curve: walking the keys 0, 1, 2, ... visits
 // every grid cell exactly once, each step to a face-adjacent cell.
 TEST(HilbertKey, ConsecutiveKeysVisitFaceAdjacentCells)
@@ -98,8 +96,6 @@ TEST(HilbertKey, ConsecutiveKeysVisitFaceAdjacentCells)
 		EXPECT_EQ(vCellOfKey[0], 0);
 	}
 }
-
-// ---- insertion and duplicates --------------------------------------------
 
 // Thousands of single insertions into a fixed box, then a small and a large
 // bulk insertion mixing stored points, repeats and new points; each point
@@ -150,8 +146,6 @@ TEST(VertexStore, LargeMixedInsertionsKeepOneVertexPerPoint)
 		}
 	}
 }
-
-// ---- near-cell search ----------------------------------------------------
 
 // Against a scan over the vertex list in set order: forwards, then back.
 TEST(NearCell, AgreesWithAScanOfTheVertexList)

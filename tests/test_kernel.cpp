@@ -267,8 +267,6 @@ TEST(ScaledCopy, HasTheCellsOfTheUnscaledSet)
 	for(int shift : {-1044, -700, 990}) EXPECT_EQ(cellsOf(shift), vReference) << "shift " << shift;
 }
 
-// ---------------------------------------------------------------- queries
-
 struct Mesh
 {
 	Vorn_3D vorn;
@@ -397,8 +395,6 @@ TEST(Queries, OrdinaryMeshLocatesAndInsertsPointsOfAnyMagnitude)
 	EXPECT_EQ(vtest::checkMeshOf(mesh.vorn, vAll), "");
 }
 
-// ------------------------------------------------------------- messages
-
 TEST(Messages, InsertionReportsWarningsAndTheFirstCell)
 {
 	Vorn_3D vorn;
@@ -458,8 +454,6 @@ TEST(Messages, NonFiniteCoordinatesAreRejectedWithoutLoss)
 	}
 	EXPECT_EQ(vtest::checkMesh(mesh.vorn), "");
 }
-
-// ---------------------------------------------------------- kernel parts
 
 // The walk's codes on one cell: -1 inside, -2 on a corner, else the hull
 // facet that sees the point (on a hull facet's plane: that facet).
@@ -549,8 +543,6 @@ TEST(Kernel, LongWalkContinuesPastTheWatchdog)
 	ASSERT_NE(pFound, nullptr);
 	EXPECT_GE(pFound->getIntraTetIndex(&extra), 0);
 }
-
-// ------------------------------------------------------- validity check
 
 namespace {
 

@@ -241,7 +241,7 @@ std::string stageCounts(const long* aCount)
 
 } // namespace
 
-TEST(ExpansionArithmetic, TransformationsAreExactOnRandomInputs)
+TEST(ExpansionArithmetic, TransformationsSumAndScaleAreExact)
 {
 	const TrelTest3& tt(predicates());
 	// The values the error bounds are derived from.
@@ -276,15 +276,11 @@ TEST(ExpansionArithmetic, TransformationsAreExactOnRandomInputs)
 		expansion::twoByTwo(tt, a, b, a0, b0, q);
 		ASSERT_EQ(exactSum(4, q), mpq_class(a) * mpq_class(b) - mpq_class(a0) * mpq_class(b0));
 	}
-}
-
-// Random expansions grown with the routines themselves on exactly sized heap
-// arrays (reads past the end show under the sanitizer): value, invariants and
-// the sign of the top component against GMP; zero results are the single 0.
-TEST(ExpansionArithmetic, SumAndScaleAreExactAndKeepTheInvariants)
-{
-	const TrelTest3& tt(predicates());
-	Generator gen(12);
+	// Random expansions grown with the routines themselves on exactly sized
+	// heap arrays (reads past the end show under the sanitizer): value,
+	// invariants and the sign of the top component against GMP; zero results
+	// are the single 0.
+	gen = Generator(12);
 	auto sign = [](double v) { return v > 0.0 ? 1 : (v < 0.0 ? -1 : 0); };
 	for(int n = 0; n < 1500; ++n)
 	{
@@ -317,8 +313,6 @@ TEST(ExpansionArithmetic, SumAndScaleAreExactAndKeepTheInvariants)
 		EXPECT_EQ(expansion::estimate(numBoth, vBoth.data()), plain);
 	}
 }
-
-// ------------------------------------------------------------ families
 
 using PredicateFamily = ::testing::TestWithParam<Family>;
 
@@ -473,8 +467,6 @@ INSTANTIATE_TEST_SUITE_P(Sphere, PredicateFamily,
 			},
 			{STAGE_FILTER, STAGE_WIDE}, true}),
 	[](const ::testing::TestParamInfo<Family>& info) { return std::string(info.param.name); });
-
-// ---------------------------------------------------- cells and stated cases
 
 TEST(Predicates, UnitCellCornersCospherePointsAndFacetForm)
 {
