@@ -13,7 +13,6 @@
 #include "HC3.h"
 #include "Tet3.h"
 
-
 using VORN3D::HC3;
 using VORN3D::Point3;
 using VORN3D::Tet3;
@@ -65,8 +64,6 @@ struct FakeCells
 
 } // namespace
 
-// ---- Hilbert keys --------------------------------------------------------
-
 // The defining property of the curve: walking the keys 0, 1, 2, ... visits
 // every grid cell exactly once, each step to a face-adjacent cell.
 TEST(HilbertKey, ConsecutiveKeysVisitFaceAdjacentCells)
@@ -79,39 +76,31 @@ TEST(HilbertKey, ConsecutiveKeysVisitFaceAdjacentCells)
 		const double width(8.0 / numPerAxis);
 		const size_t numCells(size_t(1) << numBits);
 		std::vector<int> vCellOfKey(numCells, -1);
-		for(int i = 0; i < numPerAxis; ++i)
+		// Cell c has the indices (c / n^2, c / n % n, c % n) along x, y, z.
+		for(int c = 0; c < int(numCells); ++c)
 		{
-			for(int j = 0; j < numPerAxis; ++j)
-			{
-				for(int k = 0; k < numPerAxis; ++k)
-				{
-					const Point3 centre((i + 0.5) * width, (j + 0.5) * width, (k + 0.5) * width);
-					const uint32_t key(store.getKey(centre));
-					ASSERT_LT(key, numCells);
-					ASSERT_EQ(vCellOfKey[key], -1) << "key " << key << " used twice, numBits=" << numBits;
-					vCellOfKey[key] = (i * numPerAxis + j) * numPerAxis + k;
-				}
-			}
+			const int i(c / numPerAxis / numPerAxis), j(c / numPerAxis % numPerAxis), k(c % numPerAxis);
+			const uint32_t key(store.getKey(Point3((i + 0.5) * width, (j + 0.5) * width, (k + 0.5) * width)));
+			ASSERT_LT(key, numCells);
+			ASSERT_EQ(vCellOfKey[key], -1) << "key " << key << " used twice, numBits=" << numBits;
+			vCellOfKey[key] = c;
 		}
 		for(size_t key = 1; key < numCells; ++key)
 		{
 			const int a(vCellOfKey[key - 1]), b(vCellOfKey[key]);
 			const int di(std::abs(a / (numPerAxis * numPerAxis) - b / (numPerAxis * numPerAxis)));
 			const int dj(std::abs((a / numPerAxis) % numPerAxis - (b / numPerAxis) % numPerAxis));
-			const int dk(std::abs(a % numPerAxis - b % numPerAxis));
-			ASSERT_EQ(di + dj + dk, 1) << "keys " << key - 1 << " and " << key << " not face-adjacent, numBits="
-									   << numBits;
+			ASSERT_EQ(di + dj + std::abs(a % numPerAxis - b % numPerAxis), 1) << "keys " << key - 1 << ", " << key;
 		}
 		// The curve starts in the corner at the box minimum.
 		EXPECT_EQ(vCellOfKey[0], 0);
 	}
 }
 
-// ---- insertion and duplicates --------------------------------------------
-
 // Thousands of single insertions into a fixed box, then a small and a large
-// bulk insertion mixing stored points, repeats and new points. With three
-// key bits long runs of equal keys cross many internal blocks.
+// bulk insertion mixing stored points, repeats and new points; each point
+// must get the vertex its coordinates got first. With three key bits long
+// runs of equal keys cross many internal blocks.
 TEST(VertexStore, LargeMixedInsertionsKeepOneVertexPerPoint)
 {
 	for(const int numBits : {3, 27})
@@ -129,15 +118,7 @@ TEST(VertexStore, LargeMixedInsertionsKeepOneVertexPerPoint)
 		{
 			const Point3 p(grid(rng), grid(rng), grid(rng) * 0.5);
 			Point3* pV(store.insert(p, pDup));
-			std::map<Coords, Point3*>::iterator it(known.find(coordsOf(p)));
-			if(it == known.end())
-			{
-				known[coordsOf(p)] = pV;
-			}
-			else
-			{
-				ASSERT_EQ(pV, it->second);
-			}
+			ASSERT_EQ(known.emplace(coordsOf(p), pV).first->second, pV);
 		}
 		expectSetOrder(store);
 		ASSERT_EQ(store.size(), known.size());
@@ -157,15 +138,7 @@ TEST(VertexStore, LargeMixedInsertionsKeepOneVertexPerPoint)
 			for(size_t i = 0; i < vInput.size(); ++i)
 			{
 				ASSERT_EQ(coordsOf(*vHandles[i]), coordsOf(vInput[i]));
-				std::map<Coords, Point3*>::iterator it(known.find(coordsOf(vInput[i])));
-				if(it == known.end())
-				{
-					known[coordsOf(vInput[i])] = vHandles[i];
-				}
-				else
-				{
-					ASSERT_EQ(vHandles[i], it->second) << "numBulk=" << numBulk << " i=" << i;
-				}
+				ASSERT_EQ(known.emplace(coordsOf(vInput[i]), vHandles[i]).first->second, vHandles[i]) << numBulk << " " << i;
 			}
 			EXPECT_EQ(store.size(), known.size());
 			EXPECT_EQ(store.size() - sizeBefore, vOrdered.size());
@@ -173,8 +146,6 @@ TEST(VertexStore, LargeMixedInsertionsKeepOneVertexPerPoint)
 		}
 	}
 }
-
-// ---- near-cell search ----------------------------------------------------
 
 // Against a scan over the vertex list in set order: forwards, then back.
 TEST(NearCell, AgreesWithAScanOfTheVertexList)

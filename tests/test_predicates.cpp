@@ -220,19 +220,17 @@ private:
 	std::mt19937_64 rng;
 };
 
-// A family: fills the points of case n; stages that must decide some case.
+// A family: fills the points of case n; stages that must decide some case;
+// the sphere test (five points) or the orientation (four).
 struct Family
 {
+	friend void PrintTo(const Family& family, std::ostream* os) { *os << family.name; }
 	const char* name;
 	int numCases;
 	std::function<void(Generator&, Point3*, int)> make;
 	std::vector<PredicateStage> vStages;
+	bool bSphere;
 };
-
-void PrintTo(const Family& family, std::ostream* os)
-{
-	*os << family.name;
-}
 
 std::string stageCounts(const long* aCount)
 {
@@ -243,7 +241,7 @@ std::string stageCounts(const long* aCount)
 
 } // namespace
 
-TEST(ExpansionArithmetic, TransformationsAreExactOnRandomInputs)
+TEST(ExpansionArithmetic, TransformationsSumAndScaleAreExact)
 {
 	const TrelTest3& tt(predicates());
 	// The values the error bounds are derived from.
@@ -278,15 +276,11 @@ TEST(ExpansionArithmetic, TransformationsAreExactOnRandomInputs)
 		expansion::twoByTwo(tt, a, b, a0, b0, q);
 		ASSERT_EQ(exactSum(4, q), mpq_class(a) * mpq_class(b) - mpq_class(a0) * mpq_class(b0));
 	}
-}
-
-// Random expansions grown with the routines themselves on exactly sized heap
-// arrays (reads past the end show under the sanitizer): value, invariants and
-// the sign of the top component against GMP; zero results are the single 0.
-TEST(ExpansionArithmetic, SumAndScaleAreExactAndKeepTheInvariants)
-{
-	const TrelTest3& tt(predicates());
-	Generator gen(12);
+	// Random expansions grown with the routines themselves on exactly sized
+	// heap arrays (reads past the end show under the sanitizer): value,
+	// invariants and the sign of the top component against GMP; zero results
+	// are the single 0.
+	gen = Generator(12);
 	auto sign = [](double v) { return v > 0.0 ? 1 : (v < 0.0 ? -1 : 0); };
 	for(int n = 0; n < 1500; ++n)
 	{
@@ -320,31 +314,43 @@ TEST(ExpansionArithmetic, SumAndScaleAreExactAndKeepTheInvariants)
 	}
 }
 
-// ----------------------------------------------------------- orientation
+using PredicateFamily = ::testing::TestWithParam<Family>;
 
-class OrientationFamily : public ::testing::TestWithParam<Family>
-{
-};
-
-TEST_P(OrientationFamily, AgreesWithExactArithmetic)
+// Both entry points against GMP on every case. An exact zero past the filter
+// is decided by the exact-input or the last stage, never by an error bound.
+TEST_P(PredicateFamily, AgreesWithExactArithmetic)
 {
 	const Family& family(GetParam());
 	const TrelTest3& tt(predicates());
-	Generator gen(std::hash<std::string>()(family.name));
+	Generator gen(std::hash<std::string>()(family.name) + family.bSphere);
 	long aCount[7] = {0, 0, 0, 0, 0, 0, 0};
 	int numMismatches(0);
 	for(int n = 0; n < family.numCases; ++n)
 	{
 		Point3 p[5];
 		family.make(gen, p, n);
+		const Point3* c[4] = {&p[0], &p[1], &p[2], &p[3]};
 		PredicateStage stage(STAGE_CORNER_GUARD);
-		const Orientation3 traced(tt.getOrientation3Traced(p[0], p[1], p[2], p[3], stage));
-		const Orientation3 expected(expectedOrientation(vtest::exactOrientation(p[0], p[1], p[2], p[3])));
+		int expected, traced, plain;
+		bool bExactZero;
+		if(family.bSphere)
+		{
+			expected = expectedInclusion(c, p[4]);
+			traced = tt.sphereInclusionTestTraced(c[0], c[1], c[2], c[3], &p[4], stage);
+			plain = tt.sphereInclusionTest(c[0], c[1], c[2], c[3], &p[4]);
+			bExactZero = expected == SIC_OUTSIDE && vtest::exactLiftedSign(p[0], p[1], p[2], p[3], p[4]) == 0;
+		}
+		else
+		{
+			expected = expectedOrientation(vtest::exactOrientation(p[0], p[1], p[2], p[3]));
+			traced = tt.getOrientation3Traced(p[0], p[1], p[2], p[3], stage);
+			plain = tt.getOrientation3(p[0], p[1], p[2], p[3]);
+			bExactZero = expected == ORIENTATION3_COPLANAR;
+		}
 		++aCount[stage];
-		if((traced != expected || tt.getOrientation3(p[0], p[1], p[2], p[3]) != expected) && ++numMismatches < 5)
-			ADD_FAILURE() << "case " << n << ": got " << traced << " at stage " << stage << ", exact " << expected;
-		// An exact zero past the filter is decided by the exact-input or the last stage.
-		if(expected == ORIENTATION3_COPLANAR && (stage == STAGE_B || stage == STAGE_C))
+		if((traced != expected || plain != expected) && ++numMismatches < 5)
+			ADD_FAILURE() << "case " << n << ": got " << plain << "/" << traced << " at stage " << stage << ", exact " << expected;
+		if(bExactZero && (stage == STAGE_B || (stage == STAGE_C && !family.bSphere)))
 			ADD_FAILURE() << "case " << n << ": an exact zero decided by an error bound";
 	}
 	EXPECT_EQ(numMismatches, 0);
@@ -352,23 +358,24 @@ TEST_P(OrientationFamily, AgreesWithExactArithmetic)
 	EXPECT_EQ(aCount[STAGE_CORNER_GUARD], 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Families, OrientationFamily,
+INSTANTIATE_TEST_SUITE_P(Orientation, PredicateFamily,
 	::testing::Values(
-		Family{"uniform", 20000, [](Generator& g, Point3* p, int) { for(int i = 0; i < 4; ++i) p[i] = g.unit(); }, {STAGE_FILTER}},
+		Family{"uniform", 20000, [](Generator& g, Point3* p, int) { for(int i = 0; i < 4; ++i) p[i] = g.unit(); },
+			{STAGE_FILTER}, false},
 		Family{"wide", 20000,
 			[](Generator& g, Point3* p, int n) {
 				if(n % 2) g.coplanar(p, false, true);
 				else for(int i = 0; i < 4; ++i) p[i] = g.widePoint();
 			},
-			{STAGE_FILTER, STAGE_B}},
+			{STAGE_FILTER, STAGE_B}, false},
 		Family{"coplanarIntegersJiggled", 30000, [](Generator& g, Point3* p, int) { g.coplanar(p, true, false); g.jiggleOne(p, 4); },
-			{STAGE_FILTER, STAGE_EXACT_INPUT, STAGE_C, STAGE_D}},
+			{STAGE_FILTER, STAGE_EXACT_INPUT, STAGE_C, STAGE_D}, false},
 		Family{"diagonalPlaneJiggled", 15000, [](Generator& g, Point3* p, int) { g.diagonalPlane(p); g.jiggleOne(p, 4); },
-			{STAGE_B, STAGE_C, STAGE_D}},
+			{STAGE_B, STAGE_C, STAGE_D}, false},
 		Family{"nearlyCoplanarJiggled", 15000, [](Generator& g, Point3* p, int) { g.coplanar(p, false, false); g.jiggleOne(p, 4); },
-			{STAGE_B, STAGE_C}},
+			{STAGE_B, STAGE_C}, false},
 		Family{"smallGrids", 20000, [](Generator& g, Point3* p, int n) { for(int i = 0; i < 4; ++i) p[i] = g.grid(n % 2 ? 3 : 1); },
-			{STAGE_FILTER, STAGE_EXACT_INPUT}},
+			{STAGE_FILTER, STAGE_EXACT_INPUT}, false},
 		Family{"extremeScales", 6000,
 			[](Generator& g, Point3* p, int n) {
 				if(n % 3 == 0) g.coplanar(p, true, false);
@@ -377,9 +384,9 @@ INSTANTIATE_TEST_SUITE_P(Families, OrientationFamily,
 				g.jiggleOne(p, 4);
 				g.scaleTo(p, 4, n % 2 == 0, -250, 300);
 			},
-			{STAGE_C, STAGE_D}},
+			{STAGE_C, STAGE_D}, false},
 		Family{"integerLattices", 9600, [](Generator& g, Point3* p, int n) { g.lattice(p, 4, n / 400); },
-			{STAGE_FILTER, STAGE_EXACT_INPUT}},
+			{STAGE_FILTER, STAGE_EXACT_INPUT}, false},
 		// The whole double range, subnormals included: orders spread over one
 		// call, narrow windows anywhere (scaled into the range), and exactly
 		// or nearly coplanar sets with the axes scaled apart.
@@ -395,70 +402,35 @@ INSTANTIATE_TEST_SUITE_P(Families, OrientationFamily,
 					g.scaleAxesApart(p, 4);
 				}
 			},
-			{STAGE_FILTER, STAGE_WIDE}}),
+			{STAGE_FILTER, STAGE_WIDE}, false}),
 	[](const ::testing::TestParamInfo<Family>& info) { return std::string(info.param.name); });
 
-// ---------------------------------------------------------------- sphere
-
-class SphereFamily : public ::testing::TestWithParam<Family>
-{
-};
-
-TEST_P(SphereFamily, AgreesWithExactArithmetic)
-{
-	const Family& family(GetParam());
-	const TrelTest3& tt(predicates());
-	Generator gen(std::hash<std::string>()(family.name) + 1);
-	long aCount[7] = {0, 0, 0, 0, 0, 0, 0};
-	int numMismatches(0), numZero(0);
-	for(int n = 0; n < family.numCases; ++n)
-	{
-		Point3 p[5];
-		family.make(gen, p, n);
-		const Point3* c[4] = {&p[0], &p[1], &p[2], &p[3]};
-		const SphereInclusion expected(expectedInclusion(c, p[4]));
-		numZero += vtest::exactLiftedSign(p[0], p[1], p[2], p[3], p[4]) == 0;
-		PredicateStage stage(STAGE_CORNER_GUARD);
-		const SphereInclusion traced(tt.sphereInclusionTestTraced(c[0], c[1], c[2], c[3], &p[4], stage));
-		const SphereInclusion plain(tt.sphereInclusionTest(c[0], c[1], c[2], c[3], &p[4]));
-		++aCount[stage];
-		if((traced != expected || plain != expected) && ++numMismatches < 5)
-			ADD_FAILURE() << "case " << n << ": got " << plain << "/" << traced << " at stage " << stage << ", exact " << expected;
-		// A zero decided past the filter is seen as zero by the exact-input stage.
-		if(expected == SIC_OUTSIDE && vtest::exactLiftedSign(p[0], p[1], p[2], p[3], p[4]) == 0 && stage == STAGE_B)
-			ADD_FAILURE() << "case " << n << ": an exact zero decided by the error bound";
-	}
-	EXPECT_EQ(numMismatches, 0);
-	for(PredicateStage s : family.vStages) EXPECT_GT(aCount[s], 0) << "stage " << s << ";" << stageCounts(aCount);
-	EXPECT_EQ(aCount[STAGE_CORNER_GUARD], 0);
-	std::cout << "      exact zeros: " << numZero << ", stages" << stageCounts(aCount) << std::endl;
-}
-
-INSTANTIATE_TEST_SUITE_P(Families, SphereFamily,
+INSTANTIATE_TEST_SUITE_P(Sphere, PredicateFamily,
 	::testing::Values(
-		Family{"uniform", 20000, [](Generator& g, Point3* p, int) { for(int i = 0; i < 5; ++i) p[i] = g.unit(); }, {STAGE_FILTER}},
+		Family{"uniform", 20000, [](Generator& g, Point3* p, int) { for(int i = 0; i < 5; ++i) p[i] = g.unit(); },
+			{STAGE_FILTER}, true},
 		Family{"wide", 20000,
 			[](Generator& g, Point3* p, int n) {
 				if(n % 2) g.roundedSphere(p, std::fabs(g.wide()) + 1e-30, std::fabs(g.wide()));
 				else for(int i = 0; i < 5; ++i) p[i] = g.widePoint();
 			},
-			{STAGE_FILTER, STAGE_B}},
+			{STAGE_FILTER, STAGE_B}, true},
 		Family{"roundedSphere", 15000, [](Generator& g, Point3* p, int) { g.roundedSphere(p, g.uniform(0.1, 10), 10); },
-			{STAGE_B, STAGE_C}},
+			{STAGE_B, STAGE_C}, true},
 		Family{"cosphericalIntegersJiggled", 15000,
 			[](Generator& g, Point3* p, int) {
 				g.signedPermutations(p, g.integer(-1000, 1000), g.integer(-1000, 1000), g.integer(-1000, 1000), g.integer(-100, 100));
 				g.jiggleOne(p, 5);
 			},
-			{STAGE_FILTER, STAGE_EXACT_INPUT, STAGE_C, STAGE_D}},
+			{STAGE_FILTER, STAGE_EXACT_INPUT, STAGE_C, STAGE_D}, true},
 		Family{"cosphericalInexact", 12000,
 			[](Generator& g, Point3* p, int) {
 				g.signedPermutations(p, g.uniform(-1, 1), g.wide(), g.uniform(-1e3, 1e3), 0.0);
 				g.jiggleOne(p, 5);
 			},
-			{STAGE_B, STAGE_C, STAGE_D}},
+			{STAGE_B, STAGE_C, STAGE_D}, true},
 		Family{"smallGrids", 18000, [](Generator& g, Point3* p, int n) { for(int i = 0; i < 5; ++i) p[i] = g.grid(n % 2 ? 2 : 1); },
-			{STAGE_FILTER, STAGE_EXACT_INPUT}},
+			{STAGE_FILTER, STAGE_EXACT_INPUT}, true},
 		Family{"extremeScales", 6000,
 			[](Generator& g, Point3* p, int n) {
 				if(n % 3 == 0) g.signedPermutations(p, g.uniform(-1, 1), g.uniform(-1e-6, 1e-6), g.uniform(-1e6, 1e6), 0.0);
@@ -468,14 +440,14 @@ INSTANTIATE_TEST_SUITE_P(Families, SphereFamily,
 				g.jiggleOne(p, 5);
 				g.scaleTo(p, 5, n % 2 == 0, -128, 200);
 			},
-			{STAGE_C, STAGE_D}},
+			{STAGE_C, STAGE_D}, true},
 		Family{"integerLattices", 9600,
 			[](Generator& g, Point3* p, int n) {
 				g.lattice(p, 5, n / 400);
 				if(vtest::exactOrientation(p[0], p[1], p[2], p[3]) < 0) std::swap(p[0], p[1]);
 				while(p[4] == p[0] || p[4] == p[1] || p[4] == p[2] || p[4] == p[3]) p[4] = Point3(p[4].x() + 1, p[4].y(), p[4].z());
 			},
-			{STAGE_FILTER, STAGE_EXACT_INPUT}},
+			{STAGE_FILTER, STAGE_EXACT_INPUT}, true},
 		// The whole double range: orders spread over one call, narrow windows,
 		// exactly cospherical points with coordinates of any order, rounded
 		// spheres scaled to any order, now and then a query equal to a corner.
@@ -493,10 +465,8 @@ INSTANTIATE_TEST_SUITE_P(Families, SphereFamily,
 				g.jiggleOne(p, 5);
 				if(g.integer(0, 9) == 0) p[4] = p[g.integer(0, 3)];
 			},
-			{STAGE_FILTER, STAGE_WIDE}}),
+			{STAGE_FILTER, STAGE_WIDE}, true}),
 	[](const ::testing::TestParamInfo<Family>& info) { return std::string(info.param.name); });
-
-// ---------------------------------------------------- cells and stated cases
 
 TEST(Predicates, UnitCellCornersCospherePointsAndFacetForm)
 {

@@ -60,10 +60,13 @@ bool isEvenPermutation(const int a[4])
 } // namespace
 
 // Facet i lists the other three corners, turning so that corner i lies on
-// its negative side; its edges run along the reversed cycle; neighbours share
-// exactly the facet and point back.
+// its negative side; its edges run along the reversed cycle, and so do the
+// corners of its facet handle, in some rotation; neighbours share exactly the
+// facet and point back; a facet handle equals itself and its twin seen from
+// the neighbour, nothing else.
 TEST_P(MeshTopology, CellFacetsEdgesAndNeighbours)
 {
+	int numTwins(0);
 	for(Tet3* pT : vTets)
 	{
 		EXPECT_EQ(vtest::exactOrientation(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pT->getCorner(3)), 1);
@@ -75,20 +78,34 @@ TEST_P(MeshTopology, CellFacetsEdgesAndNeighbours)
 			ASSERT_EQ((std::set<Point3*>{pT->getCorner(a), pT->getCorner(b), pT->getCorner(c)}), facetCorners(pT, i));
 			EXPECT_EQ(vtest::exactOrientation(*pa, *pb, *pc, *pT->getCorner(i)), -1) << "facet " << i;
 			const int aReversed[4] = {a, c, b, a};
+			const Facet3 f(pT->getFacet(i));
+			const int shift(int(std::find(aReversed, aReversed + 3, f.getIntraTetIndex(0)) - aReversed));
 			for(int k = 0; k < 3; ++k)
+			{
 				EXPECT_EQ(Tet3::getEdgeIndices(i, k), std::make_pair(aReversed[k], aReversed[k + 1])) << i << "," << k;
+				EXPECT_EQ(f.getIntraTetIndex(k), aReversed[(shift + k) % 3]);
+				EXPECT_EQ(f.getEdge(k).getOpp2Index(), f.getIntraTetIndex(k));
+				EXPECT_EQ(f.getEdge(k).getOpp3Index(), i);
+			}
 			Tet3* pN(pT->getOppTet(i));
 			EXPECT_EQ(pT->getOppTet(pT->getCorner(i)), pN);
 			EXPECT_EQ(pT->getIntraTetIndex(pT->getCorner(i)), i);
+			const int j(pN == nullptr ? -1 : pN->getIntraTetIndex(pT));
+			for(int k = 0; k < 4; ++k)
+			{
+				ASSERT_TRUE((f == Facet3(pT, k)) == (k == i) && (f != Facet3(pT, k)) == (k != i));
+				ASSERT_TRUE(pN == nullptr || ((f == Facet3(pN, k)) == (k == j) && (f != Facet3(pN, k)) == (k != j)));
+			}
 			if(pN == nullptr) continue;
-			const int j(pN->getIntraTetIndex(pT));
 			EXPECT_EQ(pN->getOppTet(j), pT);
 			EXPECT_EQ(pT->getIntraTetIndexInOppTet(i), j);
 			EXPECT_EQ(pT->getOppVtxInOppTet(i, false), pN->getCorner(j));
 			EXPECT_EQ(facetCorners(pN, j), facetCorners(pT, i));
 			EXPECT_TRUE(Tet3::haveCommonFacet(pT, i, pN, j));
+			++numTwins;
 		}
 	}
+	EXPECT_GT(numTwins, 0);
 }
 
 // Every (opp3, opp2) names the edge through the other two corners as an even
@@ -119,44 +136,6 @@ TEST_P(MeshTopology, EdgesCompareByTheirEndVertices)
 			}
 	}
 	EXPECT_EQ(sEdges.size(), sPairs.size());
-}
-
-// Facet corners run against the cell's facet order; a facet equals itself
-// and its twin seen from the neighbour, nothing else.
-TEST_P(MeshTopology, FacetsEqualTheirTwinsOnly)
-{
-	int numTwins(0);
-	for(Tet3* pT : vTets)
-	{
-		for(int i = 0; i < 4; ++i)
-		{
-			const Facet3 f(pT->getFacet(i));
-			int a, b, c;
-			pT->getFacetIndices(i, a, b, c);
-			const int aReversed[3] = {a, c, b};
-			const int shift(int(std::find(aReversed, aReversed + 3, f.getIntraTetIndex(0)) - aReversed));
-			for(int k = 0; k < 3; ++k)
-			{
-				EXPECT_EQ(f.getIntraTetIndex(k), aReversed[(shift + k) % 3]);
-				const Edge3 e(f.getEdge(k));
-				EXPECT_EQ(e.getOpp2Index(), f.getIntraTetIndex(k));
-				EXPECT_EQ(e.getOpp3Index(), i);
-			}
-			Tet3* pN(pT->getOppTet(i));
-			for(Tet3* pU : {pT, pN})
-			{
-				if(pU == nullptr) continue;
-				for(int j = 0; j < 4; ++j)
-				{
-					const bool bExpected((pU == pT && j == i) || (pU == pN && pN->getOppTet(j) == pT));
-					ASSERT_EQ(f == Facet3(pU, j), bExpected);
-					ASSERT_EQ(f != Facet3(pU, j), !bExpected);
-					numTwins += pU == pN && bExpected;
-				}
-			}
-		}
-	}
-	EXPECT_GT(numTwins, 0);
 }
 
 // Circulating around each edge meets exactly the cells that have both end
@@ -238,15 +217,4 @@ TEST(Tet3, CircumcentreNumbersPrintAndFatalFaults)
 	// A cell asked for the index of a non-neighbour ends the process.
 	EXPECT_EXIT(pT->getIntraTetIndex(pT), ::testing::ExitedWithCode(1), "");
 	delete pT;
-}
-
-TEST(Tet3, FirstCellOfAProcessIsNumbered1000)
-{
-	GTEST_FLAG_SET(death_test_style, "threadsafe");
-	EXPECT_EXIT(
-		{
-			vtest::StdoutCapture quiet;
-			exit(Tet3().getID() == 1000 ? 0 : 1);
-		},
-		::testing::ExitedWithCode(0), "");
 }

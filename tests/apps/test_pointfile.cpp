@@ -42,9 +42,7 @@ template <class T> void putBytes(std::string& out, T value, bool bBigEndian)
 	const uint16_t probe(1);
 	const bool bHostLittle(*reinterpret_cast<const unsigned char*>(&probe) == 1);
 	if(bBigEndian == bHostLittle)
-	{
 		for(size_t i = 0; i < sizeof(T) / 2; ++i) std::swap(aBytes[i], aBytes[sizeof(T) - 1 - i]);
-	}
 	out.append(reinterpret_cast<const char*>(aBytes), sizeof(T));
 }
 
@@ -59,18 +57,24 @@ std::string readError(const std::string& name, const std::string& content)
 
 } // namespace
 
-TEST(PointReader, TextSkipsCommentsBlankLinesAndCarriageReturns)
+// Text with comments, blank lines and carriage returns; ASCII PLY with extra
+// properties and faces.
+TEST(PointReader, TextAndAsciiPly)
 {
 	writeFile("good.txt", "# header\n1 2 3\r\n\n  -4.5e1\t0 1e-300\n7 8 9");
-	std::vector<Point3> vPoints;
+	writeFile("cloud.ply", "ply\nformat ascii 1.0\ncomment made by hand\nelement vertex 3\nproperty float x\n"
+						   "property float y\nproperty float z\nproperty uchar red\nelement face 1\n"
+						   "property list uchar int vertex_indices\nend_header\n0 0 0 255\n1 0.5 0 0\n0 1 2 7\n3 0 1 2\n");
+	std::vector<Point3> vPoints, vPly;
 	std::string error;
 	ASSERT_TRUE(vorn3dapp::readPoints("good.txt", vPoints, error)) << error;
-	ASSERT_EQ(vPoints.size(), 3u);
-	EXPECT_EQ(vPoints[1], Point3(-45.0, 0.0, 1e-300));
-	EXPECT_EQ(vPoints[2], Point3(7, 8, 9));
+	EXPECT_EQ(vPoints, (std::vector<Point3>{Point3(1, 2, 3), Point3(-45.0, 0.0, 1e-300), Point3(7, 8, 9)}));
+	ASSERT_TRUE(vorn3dapp::readPoints("cloud.ply", vPly, error)) << error;
+	EXPECT_EQ(vPly, (std::vector<Point3>{Point3(0, 0, 0), Point3(1, 0.5, 0), Point3(0, 1, 2)}));
 }
 
-TEST(PointReader, BadTextNamesFileAndLine)
+// Each bad text or PLY file: a message that names the file and the line.
+TEST(PointReader, BadFilesNameFileAndLine)
 {
 	EXPECT_EQ(readError("two.txt", "1 2 3\n4 5\n"), "two.txt:2: malformed line, expected three numbers \"x y z\": 4 5");
 	EXPECT_EQ(readError("four.txt", "1 2 3 4\n"), "four.txt:1: malformed line, expected three numbers \"x y z\": 1 2 3 4");
@@ -83,19 +87,15 @@ TEST(PointReader, BadTextNamesFileAndLine)
 	std::string error;
 	EXPECT_FALSE(vorn3dapp::readPoints("no-such-file.txt", vPoints, error));
 	EXPECT_EQ(error, "no-such-file.txt: cannot open file");
-}
-
-TEST(PointReader, AsciiPlyWithExtraPropertiesAndFaces)
-{
-	writeFile("cloud.ply", "ply\nformat ascii 1.0\ncomment made by hand\nelement vertex 3\nproperty float x\n"
-						   "property float y\nproperty float z\nproperty uchar red\nelement face 1\n"
-						   "property list uchar int vertex_indices\nend_header\n0 0 0 255\n1 0.5 0 0\n0 1 2 7\n3 0 1 2\n");
-	std::vector<Point3> vPoints;
-	std::string error;
-	ASSERT_TRUE(vorn3dapp::readPoints("cloud.ply", vPoints, error)) << error;
-	ASSERT_EQ(vPoints.size(), 3u);
-	EXPECT_EQ(vPoints[1], Point3(1, 0.5, 0));
-	EXPECT_EQ(vPoints[2], Point3(0, 1, 2));
+	const std::string ply("ply\nformat ascii 1.0\nelement vertex ");
+	const std::string xyz("property float x\nproperty float y\nproperty float z\nend_header\n");
+	EXPECT_EQ(readError("noend.ply", ply + "1\nproperty float x\n"), "noend.ply:5: PLY header without end_header");
+	EXPECT_EQ(readError("noxyz.ply", ply + "1\nproperty float x\nend_header\n1\n"),
+		"noxyz.ply: PLY file has no vertex element with x, y and z");
+	EXPECT_EQ(readError("noformat.ply", "ply\nelement vertex 0\nend_header\n"), "noformat.ply: PLY header without a format line");
+	EXPECT_EQ(readError("type.ply", ply + "1\nproperty quad x\nend_header\n"), "type.ply:4: unknown PLY type \"quad\"");
+	EXPECT_EQ(readError("short.ply", ply + "2\n" + xyz + "1 2 3\n"), "short.ply:9: file ends before all 2 vertex items");
+	EXPECT_EQ(readError("nanply.ply", ply + "1\n" + xyz + "1 nan 3\n"), "nanply.ply:8: non-finite coordinate");
 }
 
 TEST(PointReader, BinaryPlyBothByteOrdersAndOtherElementsFirst)
@@ -134,24 +134,8 @@ TEST(PointReader, BinaryPlyBothByteOrdersAndOtherElementsFirst)
 	}
 }
 
-TEST(PointReader, BadPlyHeaders)
-{
-	EXPECT_EQ(readError("noend.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\n"),
-		"noend.ply:5: PLY header without end_header");
-	EXPECT_EQ(readError("noxyz.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nend_header\n1\n"),
-		"noxyz.ply: PLY file has no vertex element with x, y and z");
-	EXPECT_EQ(readError("noformat.ply", "ply\nelement vertex 0\nend_header\n"),
-		"noformat.ply: PLY header without a format line");
-	EXPECT_EQ(readError("type.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty quad x\nend_header\n"),
-		"type.ply:4: unknown PLY type \"quad\"");
-	EXPECT_EQ(readError("short.ply", "ply\nformat ascii 1.0\nelement vertex 2\nproperty float x\nproperty float y\n"
-									 "property float z\nend_header\n1 2 3\n"),
-		"short.ply:9: file ends before all 2 vertex items");
-	EXPECT_EQ(readError("nanply.ply", "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
-									  "property float z\nend_header\n1 nan 3\n"),
-		"nanply.ply:8: non-finite coordinate");
-}
-
+// Both encodings read back with their counts; an unwritable destination
+// leaves no file.
 TEST(VtkWriter, MeshReadsBackWithItsCountsInBothEncodings)
 {
 	std::mt19937 generator(5);
@@ -179,12 +163,6 @@ TEST(VtkWriter, MeshReadsBackWithItsCountsInBothEncodings)
 		EXPECT_TRUE(summary.bAllTetrahedra);
 		EXPECT_TRUE(summary.bIndicesInRange);
 	}
-}
-
-TEST(VtkWriter, UnwritableDestinationLeavesNoFile)
-{
-	std::vector<Point3*> vVertices;
-	std::vector<Tet3*> vTets;
 	std::string error;
 	EXPECT_FALSE(vorn3dapp::writeVtk("no-such-dir/mesh.vtk", vVertices, vTets, false, error));
 	EXPECT_EQ(error, "no-such-dir/mesh.vtk: cannot create output file");

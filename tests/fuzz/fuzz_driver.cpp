@@ -26,12 +26,6 @@ using Bytes = std::vector<std::uint8_t>;
 const char* const aToken[] = {"solid", "facet", "normal", "outer", "loop", "vertex", "endloop", "endfacet",
 		"endsolid", "nan", "-inf", "+", "-0", "1e308", "1e999", "0.1", "\r\n", "\n", " ", "\t", "\xEF\xBB\xBF"};
 
-Bytes readFileBytes(const std::filesystem::path& path)
-{
-	std::ifstream file(path, std::ios::binary);
-	return Bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-}
-
 void setLittleEndian32(Bytes& bytes, std::size_t pos, std::uint32_t value)
 {
 	for(int k = 0; k < 4; ++k) bytes[pos + std::size_t(k)] = std::uint8_t(value >> (8 * k));
@@ -87,45 +81,32 @@ int main(int argc, char** argv)
 {
 	LLVMFuzzerInitialize(&argc, &argv);
 	unsigned long long numRuns(10000), seed(1);
-	std::vector<Bytes> vCorpus;
+	std::vector<std::filesystem::path> vPaths;
 	for(int a = 1; a < argc; ++a)
 	{
 		const std::string arg(argv[a]);
-		if(arg.rfind("-runs=", 0) == 0)
-		{
-			numRuns = std::strtoull(arg.c_str() + 6, nullptr, 10);
-			continue;
-		}
-		if(arg.rfind("-seed=", 0) == 0)
-		{
-			seed = std::strtoull(arg.c_str() + 6, nullptr, 10);
-			continue;
-		}
-		if(arg.rfind("-", 0) == 0) continue; // libFuzzer options have no meaning here
-		std::vector<std::filesystem::path> vPaths;
-		if(std::filesystem::is_directory(arg))
-		{
-			for(const auto& entry : std::filesystem::directory_iterator(arg))
-			{
-				if(entry.is_regular_file()) vPaths.push_back(entry.path());
-			}
-			std::sort(vPaths.begin(), vPaths.end());
-		}
+		if(arg.rfind("-runs=", 0) == 0) numRuns = std::strtoull(arg.c_str() + 6, nullptr, 10);
+		else if(arg.rfind("-seed=", 0) == 0) seed = std::strtoull(arg.c_str() + 6, nullptr, 10);
+		else if(arg.rfind("-", 0) == 0) continue; // libFuzzer options have no meaning here
+		else if(!std::filesystem::is_directory(arg)) vPaths.push_back(arg);
 		else
-		{
-			vPaths.push_back(arg);
-		}
-		for(const auto& path : vPaths) vCorpus.push_back(readFileBytes(path));
+			for(const auto& entry : std::filesystem::directory_iterator(arg))
+				if(entry.is_regular_file()) vPaths.push_back(entry.path());
+	}
+	std::sort(vPaths.begin(), vPaths.end());
+	std::vector<Bytes> vCorpus;
+	for(const auto& path : vPaths)
+	{
+		std::ifstream file(path, std::ios::binary);
+		vCorpus.push_back(Bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>()));
 	}
 	if(vCorpus.empty()) vCorpus.push_back(Bytes());
-
 	for(const Bytes& input : vCorpus) LLVMFuzzerTestOneInput(input.data(), input.size());
 	std::mt19937_64 random(seed);
 	for(unsigned long long run = 0; run < numRuns; ++run)
 	{
 		Bytes input(vCorpus[random() % vCorpus.size()]);
-		const int numMutations(1 + int(random() % 6));
-		for(int m = 0; m < numMutations; ++m) mutate(input, random);
+		for(int m = 1 + int(random() % 6); m > 0; --m) mutate(input, random);
 		LLVMFuzzerTestOneInput(input.data(), input.size());
 	}
 	std::fprintf(stderr, "fuzz_stl driver: %zu corpus inputs and %llu mutants (seed %llu) passed\n", vCorpus.size(),

@@ -1,26 +1,17 @@
 #!/usr/bin/python3
 """Mutation runner: how many deliberate faults does the test suite catch?
 
-Copies the tree once into a scratch directory, configures and builds one Debug
-build there (like `make test`), then for each mutant of mutants.txt: applies it,
-rebuilds incrementally, runs ctest with a time limit and stops at the first
-failing test, and restores the file. A mutant is
-
-  killed       a test failed, crashed or ran past the time limit,
-  survived     every test passed,
-  not built    the mutated tree does not compile,
-  not applied  its snippet does not occur exactly once in its file.
-
-Only the unit-test executables are rebuilt and run first; the library's
-programs, the demo cases and the exported-symbol check come next, and fuzz_stl
-(20 s) and install_and_consume last, each stage only for a mutant that passed
-the one before, so they cost time only on survivors.
+For each mutant of mutants.txt (file, a snippet found once, its replacement):
+apply it to a scratch copy of the tree, rebuild the Debug build incrementally,
+run ctest (time limit, stop at the first failure) and restore the file. Unit
+tests first; programs, demo cases and exported symbols only for a mutant they
+let through; fuzz_stl and install_and_consume only for one that passed those.
+A mutant is killed, survived, not built or not applied (snippet not found once).
 
   nice -n 10 /usr/bin/python3 tests/mutation/run.py [--rev REV] [--only ID,ID] [--reuse]
 
---rev takes the tree of a commit (git archive) instead of the working tree;
-the mutant list always comes from the working tree. --reuse keeps the scratch
-copy and build of an earlier run.
+--rev: the tree of a commit (git archive); the mutant list is the working tree's.
+--reuse: keep the scratch copy and build of an earlier run.
 """
 import argparse
 import os
@@ -38,18 +29,13 @@ OTHER_TESTS = "^(demo\\..*|exported_symbols)$"
 
 
 def parse_mutants(path):
-    mutants, cur = [], None
-    with open(path) as f:
-        for line in f:
-            line = line.rstrip("\n")
-            if line.startswith("@ "):
-                _, mid, fname = line.split(" ", 2)
-                cur = {"id": mid, "file": fname, "old": None, "new": None}
-                mutants.append(cur)
-            elif line.startswith("- ") and cur is not None:
-                cur["old"] = line[2:]
-            elif line.startswith("+ ") and cur is not None:
-                cur["new"] = line[2:]
+    mutants = []
+    for line in open(path).read().splitlines():
+        if line.startswith("@ "):
+            _, mid, fname = line.split(" ", 2)
+            mutants.append({"id": mid, "file": fname, "old": None, "new": None})
+        elif line[:2] in ("- ", "+ ") and mutants:
+            mutants[-1]["old" if line[0] == "-" else "new"] = line[2:]
     for m in mutants:
         if m["old"] is None or m["new"] is None:
             sys.exit("mutant %s lacks its '-' or '+' line" % m["id"])
@@ -62,12 +48,11 @@ def run(cmd, cwd, timeout=None):
     p = subprocess.Popen(cmd, cwd=cwd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, universal_newlines=True,
                          errors="replace", start_new_session=True)
     try:
-        out, _ = p.communicate(timeout=timeout)
+        out = p.communicate(timeout=timeout)[0]
         return p.returncode, out
     except subprocess.TimeoutExpired:
         os.killpg(p.pid, signal.SIGKILL)
-        out, _ = p.communicate()
-        return 124, out + "\ntime limit reached"
+        return 124, p.communicate()[0] + "\ntime limit reached"
 
 
 def copy_tree(rev, dest):
@@ -75,15 +60,13 @@ def copy_tree(rev, dest):
         shutil.rmtree(dest)
     os.makedirs(dest)
     if rev:
-        archive = subprocess.run(["git", "archive", rev], cwd=ROOT, stdout=subprocess.PIPE, check=True).stdout
-        subprocess.run(["tar", "-x", "-C", dest], input=archive, check=True)
+        tar = subprocess.run(["git", "archive", rev], cwd=ROOT, stdout=subprocess.PIPE, check=True).stdout
     else:
         files = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=ROOT,
                                stdout=subprocess.PIPE, check=True).stdout
-        subprocess.run(["tar", "--null", "-T", "-", "-cf", "-"], cwd=ROOT, input=files,
-                       stdout=open(os.path.join(dest, ".tree.tar"), "wb"), check=True)
-        subprocess.run(["tar", "-xf", ".tree.tar"], cwd=dest, check=True)
-        os.remove(os.path.join(dest, ".tree.tar"))
+        tar = subprocess.run(["tar", "--null", "-T", "-", "-cf", "-"], cwd=ROOT, input=files,
+                             stdout=subprocess.PIPE, check=True).stdout
+    subprocess.run(["tar", "-x", "-C", dest], input=tar, check=True)
 
 
 def first_failure(output):
@@ -100,17 +83,11 @@ def test(build, timeout, unit_targets):
     """Unit tests first, built alone; the programs, the demo cases and the slow
     cases only for a mutant that all unit tests let through."""
     ctest = ["ctest", "--stop-on-failure", "-j2", "--timeout", str(timeout)]
-    if unit_targets:
-        rc, out = run(["cmake", "--build", build, "-j2", "--target"] + unit_targets, build)
-        if rc != 0:
+    stages = [(["--target"] + unit_targets, ["-E", OTHER_TESTS + "|" + SLOW_TESTS[1:]])] if unit_targets else []
+    stages += [([], ["-E", SLOW_TESTS]), (None, ["-R", SLOW_TESTS])]
+    for targets, selection in stages:
+        if targets is not None and run(["cmake", "--build", build, "-j2"] + targets, build)[0] != 0:
             return "not built", ""
-        rc, out = run(ctest + ["-E", OTHER_TESTS + "|" + SLOW_TESTS[1:]], build, timeout=3 * timeout)
-        if rc != 0:
-            return "killed", first_failure(out)
-    rc, out = run(["cmake", "--build", build, "-j2"], build)
-    if rc != 0:
-        return "not built", ""
-    for selection in (["-E", SLOW_TESTS], ["-R", SLOW_TESTS]):
         rc, out = run(ctest + selection, build, timeout=3 * timeout)
         if rc != 0:
             return "killed", first_failure(out)
@@ -119,20 +96,17 @@ def test(build, timeout, unit_targets):
 
 def write_results(out_path, rev, mutants, results, start):
     """Writes the results so far (a stopped run keeps what it measured)."""
-    counts = {s: sum(1 for r in results.values() if r[0] == s)
-              for s in ("killed", "survived", "not built", "not applied")}
-    valid = counts["killed"] + counts["survived"]
+    n = {s: sum(1 for r in results.values() if r[0] == s) for s in ("killed", "survived", "not built", "not applied")}
+    valid = n["killed"] + n["survived"]
     summary = ("%d of %d mutants run: %d killed, %d survived, %d not built, %d not applied; kill rate %.1f%% "
-               "(killed / (killed + survived)); %.0f min" % (len(results), len(mutants), counts["killed"],
-                                                             counts["survived"], counts["not built"],
-                                                             counts["not applied"],
-                                                             100.0 * counts["killed"] / valid if valid else 0.0,
+               "(killed / (killed + survived)); %.0f min" % (len(results), len(mutants), n["killed"], n["survived"],
+                                                             n["not built"], n["not applied"],
+                                                             100.0 * n["killed"] / valid if valid else 0.0,
                                                              (time.time() - start) / 60))
     with open(out_path, "w") as f:
         f.write("# tests/mutation/run.py %s\n# %s\n" % (("--rev " + rev) if rev else "", summary))
         for m in mutants:
-            status, where = results.get(m["id"], ("not run", ""))
-            f.write("%-26s %-11s %s\n" % (m["id"], status, where))
+            f.write("%-26s %-11s %s\n" % ((m["id"],) + results.get(m["id"], ("not run", ""))))
     return summary
 
 
@@ -149,17 +123,15 @@ def main():
 
     mutants = parse_mutants(args.list)
     if args.only:
-        wanted = set(args.only.split(","))
-        mutants = [m for m in mutants if m["id"] in wanted]
-    label = args.rev or "worktree"
-    out_path = args.out or os.path.join(HERE, "results-%s.txt" % re.sub(r"[^\w.-]", "_", label))
+        mutants = [m for m in mutants if m["id"] in args.only.split(",")]
+    label = re.sub(r"[^\w.-]", "_", args.rev or "worktree")
+    out_path = args.out or os.path.join(HERE, "results-%s.txt" % label)
     src, build = os.path.join(args.scratch, "src"), os.path.join(args.scratch, "build")
 
     start = time.time()
     if not (args.reuse and os.path.exists(os.path.join(build, "CMakeCache.txt"))):
         copy_tree(args.rev, src)
-        if os.path.exists(build):
-            shutil.rmtree(build)
+        shutil.rmtree(build, ignore_errors=True)
     # lld only shortens the many relinks after each mutant; the code is the same.
     lld = ["-DCMAKE_%s_LINKER_FLAGS=-fuse-ld=lld" % kind for kind in ("EXE", "SHARED")] if shutil.which("ld.lld") else []
     rc, out = run(["cmake", "-S", src, "-B", build, "-DCMAKE_BUILD_TYPE=Debug", "-DVORN3D_BUILD_TESTS=ON"] + lld, src)
@@ -168,7 +140,7 @@ def main():
     rc, out = run(["cmake", "--build", build, "-j2"], src)
     if rc != 0:
         sys.exit("build of the unmutated tree failed:\n" + out[-4000:])
-    rc, out = run(["cmake", "--build", build, "--target", "help"], src)
+    out = run(["cmake", "--build", build, "--target", "help"], src)[1]
     unit_targets = sorted(set(re.findall(r"^\.\.\. (test_\w+)$", out, re.M)))
     status, where = test(build, args.timeout, unit_targets)
     if status != "survived":
@@ -180,24 +152,20 @@ def main():
     order = sorted(range(len(mutants)), key=lambda i: (mutants[i]["file"].endswith(".h"), mutants[i]["file"], i))
     results = {}
     for n, i in enumerate(order, 1):
-        m = mutants[i]
-        t0 = time.time()
+        m, t0 = mutants[i], time.time()
         path = os.path.join(src, m["file"])
-        with open(path) as f:
-            original = f.read()
-        if original.count(m["old"]) != 1:
-            status, where = "not applied", ""
-        else:
+        original = open(path).read()
+        results[m["id"]] = ("not applied", "")
+        if original.count(m["old"]) == 1:
             with open(path, "w") as f:
                 f.write(original.replace(m["old"], m["new"]))
             try:
-                status, where = test(build, args.timeout, unit_targets)
+                results[m["id"]] = test(build, args.timeout, unit_targets)
             finally:
                 with open(path, "w") as f:
                     f.write(original)
-        results[m["id"]] = (status, where)
-        print("[%3d/%d] %-26s %-11s %-40s %4.0f s" % (n, len(mutants), m["id"], status, where, time.time() - t0),
-              flush=True)
+        row = (n, len(mutants), m["id"]) + results[m["id"]] + (time.time() - t0,)
+        print("[%3d/%d] %-26s %-11s %-40s %4.0f s" % row, flush=True)
         summary = write_results(out_path, args.rev, mutants, results, start)
     print(summary)
     print("written to", out_path)

@@ -48,9 +48,7 @@ int inSphere(const Point3& a, const Point3& b, const Point3& c, const Point3& d,
 	{
 		int inversions(0);
 		for(int i = 0; i < 4; ++i)
-		{
 			for(int j = i + 1; j < 4; ++j) inversions += perm[i] > perm[j];
-		}
 		const double term(m[0][perm[0]] * m[1][perm[1]] * m[2][perm[2]] * m[3][perm[3]]);
 		det += (inversions % 2 ? -term : term);
 		permanent += std::fabs(term);
@@ -70,26 +68,17 @@ std::vector<std::array<int, 4>> bruteForceDelaunay(const std::vector<Point3>& vP
 	std::vector<std::array<int, 4>> vResult;
 	const int n(static_cast<int>(vPoints.size()));
 	for(int i = 0; i < n; ++i)
-	{
 		for(int j = i + 1; j < n; ++j)
-		{
 			for(int k = j + 1; k < n; ++k)
-			{
 				for(int l = k + 1; l < n; ++l)
 				{
 					const int orient(orientation(vPoints[i], vPoints[j], vPoints[k], vPoints[l]));
-					if(orient == 0) continue;
-					bool bEmpty(true);
+					bool bEmpty(orient != 0);
 					for(int q = 0; q < n && bEmpty; ++q)
-					{
-						if(q == i || q == j || q == k || q == l) continue;
-						bEmpty = inSphere(vPoints[i], vPoints[j], vPoints[k], vPoints[l], vPoints[q], orient) <= 0;
-					}
+						if(q != i && q != j && q != k && q != l)
+							bEmpty = inSphere(vPoints[i], vPoints[j], vPoints[k], vPoints[l], vPoints[q], orient) <= 0;
 					if(bEmpty) vResult.push_back({i, j, k, l});
 				}
-			}
-		}
-	}
 	return vResult;
 }
 

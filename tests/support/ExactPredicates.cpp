@@ -47,24 +47,12 @@ void toIntegers(const VORN3D::Point3* const* ppPoint, int numPoints, ZPoint* pOu
 		return result;
 	};
 	for(int i = 0; i < numPoints; ++i)
-	{
 		pOut[i] = ZPoint(convert(ppPoint[i]->x()), convert(ppPoint[i]->y()), convert(ppPoint[i]->z()));
-	}
 }
 
 ZPoint operator-(const ZPoint& p, const ZPoint& q)
 {
 	return ZPoint(p.x - q.x, p.y - q.y, p.z - q.z);
-}
-
-ZPoint operator+(const ZPoint& p, const ZPoint& q)
-{
-	return ZPoint(p.x + q.x, p.y + q.y, p.z + q.z);
-}
-
-ZPoint scaled(const ZPoint& p, const mpz_class& s)
-{
-	return ZPoint(p.x * s, p.y * s, p.z * s);
 }
 
 mpz_class dot(const ZPoint& p, const ZPoint& q)
@@ -77,54 +65,16 @@ ZPoint cross(const ZPoint& p, const ZPoint& q)
 	return ZPoint(p.y * q.z - p.z * q.y, p.z * q.x - p.x * q.z, p.x * q.y - p.y * q.x);
 }
 
-int signOf(const mpz_class& value)
-{
-	const int s(sgn(value));
-	return s > 0 ? 1 : (s < 0 ? -1 : 0);
-}
-
 // Determinant of a 3x3 matrix given by its rows.
 mpz_class det3(const ZPoint& r0, const ZPoint& r1, const ZPoint& r2)
 {
 	return dot(r0, cross(r1, r2));
 }
 
-} // namespace
-
-int exactOrientation(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d)
+// The lifted determinant det[p - e, |p - e|^2] over the rows p = z[0..3],
+// e = z[4].
+mpz_class liftedDeterminant(const ZPoint* z)
 {
-	const VORN3D::Point3* aInput[4] = {&a, &b, &c, &d};
-	ZPoint z[4];
-	toIntegers(aInput, 4, z);
-	return signOf(det3(z[1] - z[0], z[2] - z[0], z[3] - z[0]));
-}
-
-int exactInSphere(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d, const VORN3D::Point3& e)
-{
-	// With u, v, w the edges from a, the circumcentre is a + n / den where
-	// den = 2 u.(v x w) and n = |u|^2 (v x w) + |v|^2 (w x u) + |w|^2 (u x v).
-	// Scaling by den keeps everything polynomial: e is inside exactly when
-	// |den (e - a) - n|^2 < |n|^2.
-	const VORN3D::Point3* aInput[5] = {&a, &b, &c, &d, &e};
-	ZPoint z[5];
-	toIntegers(aInput, 5, z);
-	const ZPoint u(z[1] - z[0]), v(z[2] - z[0]), w(z[3] - z[0]);
-	const mpz_class den(2 * det3(u, v, w));
-	if(den == 0)
-	{
-		ADD_FAILURE() << "exactInSphere: the four corners are coplanar";
-		return 0;
-	}
-	const ZPoint n(scaled(cross(v, w), dot(u, u)) + scaled(cross(w, u), dot(v, v)) + scaled(cross(u, v), dot(w, w)));
-	const ZPoint toQuery(scaled(z[4] - z[0], den) - n);
-	return signOf(dot(n, n) - dot(toQuery, toQuery));
-}
-
-int exactLiftedSign(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d, const VORN3D::Point3& e)
-{
-	const VORN3D::Point3* aInput[5] = {&a, &b, &c, &d, &e};
-	ZPoint z[5];
-	toIntegers(aInput, 5, z);
 	const ZPoint rows[4] = {z[0] - z[4], z[1] - z[4], z[2] - z[4], z[3] - z[4]};
 	mpz_class lift[4];
 	for(int i = 0; i < 4; ++i) lift[i] = dot(rows[i], rows[i]);
@@ -136,16 +86,44 @@ int exactLiftedSign(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN
 		const ZPoint* pRest[3];
 		int numRest(0);
 		for(int j = 0; j < 4; ++j)
-		{
 			if(j != i) pRest[numRest++] = &rows[j];
-		}
 		const mpz_class term(lift[i] * det3(*pRest[0], *pRest[1], *pRest[2]));
 		if((i + 3) % 2 == 0) det += term;
 		else det -= term;
 	}
+	return det;
+}
+
+} // namespace
+
+int exactOrientation(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d)
+{
+	const VORN3D::Point3* aInput[4] = {&a, &b, &c, &d};
+	ZPoint z[4];
+	toIntegers(aInput, 4, z);
+	return sgn(det3(z[1] - z[0], z[2] - z[0], z[3] - z[0]));
+}
+
+int exactInSphere(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d, const VORN3D::Point3& e)
+{
+	const VORN3D::Point3* aInput[5] = {&a, &b, &c, &d, &e};
+	ZPoint z[5];
+	toIntegers(aInput, 5, z);
+	const int orientation(sgn(det3(z[1] - z[0], z[2] - z[0], z[3] - z[0])));
+	if(orientation == 0) ADD_FAILURE() << "exactInSphere: the four corners are coplanar";
+	// The sphere does not depend on the corners' order: the lifted sign,
+	// turned for a negative cell.
+	return -orientation * sgn(liftedDeterminant(z));
+}
+
+int exactLiftedSign(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d, const VORN3D::Point3& e)
+{
+	const VORN3D::Point3* aInput[5] = {&a, &b, &c, &d, &e};
+	ZPoint z[5];
+	toIntegers(aInput, 5, z);
 	// det > 0 means e is inside for corners in orient3d-positive order,
 	// which is our negative order: flip it.
-	return -signOf(det);
+	return -sgn(liftedDeterminant(z));
 }
 
 } // namespace vtest

@@ -19,9 +19,9 @@ int exactOrientation(const VORN3D::Point3& a, const VORN3D::Point3& b, const VOR
 // circumsphere, 0 when on it, -1 when outside (exact, GMP).
 int exactInSphere(const VORN3D::Point3& a, const VORN3D::Point3& b, const VORN3D::Point3& c, const VORN3D::Point3& d, const VORN3D::Point3& e);
 
-// Works from the circumcentre, so it also answers for a, b, c, d in negative
-// order (the sphere does not depend on the order). Coplanar a, b, c, d have no
-// circumsphere: exactInSphere then fails a GoogleTest assertion and returns 0.
+// It also answers for a, b, c, d in negative order (the sphere does not depend
+// on the order). Coplanar a, b, c, d have no circumsphere: exactInSphere then
+// fails a GoogleTest assertion and returns 0.
 
 // Sign of the lifted determinant det[p-e, |p-e|^2] over the rows p = a, b, c, d,
 // negated so that it agrees with exactInSphere whenever

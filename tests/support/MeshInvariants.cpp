@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <sstream>
+#include <tuple>
 
 #include "Dt3.h"
 #include "ExactPredicates.h"
@@ -36,7 +36,7 @@ std::string describe(const Tet3* pTet)
 } // namespace
 
 std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*>& vVertices, bool bDelaunay,
-	MeshStats* pStats)
+	size_t* pNumVertices)
 {
 	// Sorted vectors rather than hash sets: far fewer allocations, which
 	// keeps the check quick in a debug build.
@@ -53,13 +53,9 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 	std::vector<const Point3*> vCorners;
 	std::vector<PointPair> vEdges;
 	std::vector<PointTriple> vFacets;
-	// Directed hull edges: each must appear once in each direction.
-	std::vector<PointPair> vHullEdges;
-	vCorners.reserve(vTets.size() * 4);
-	vEdges.reserve(vTets.size() * 6);
-	vFacets.reserve(vTets.size() * 4);
+	// Directed hull edges, each followed by the third corner of its facet.
+	std::vector<PointTriple> vHullEdges;
 	size_t numHullFacets(0);
-
 	for(const Tet3* pTet : vTets)
 	{
 		if(pTet->hasBeenVisited) return "live " + describe(pTet) + " is visited";
@@ -68,60 +64,42 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 		{
 			if(c[i] == nullptr) return describe(pTet) + " has a null corner";
 			if(!std::binary_search(vStore.begin(), vStore.end(), c[i], before))
-			{
 				return describe(pTet) + " has a corner that is not a stored vertex";
-			}
-			for(int j = 0; j < i; ++j)
-			{
-				if(c[i] == c[j]) return describe(pTet) + " has a corner twice";
-			}
 			vCorners.push_back(c[i]);
 		}
+		// Also catches a corner listed twice.
 		if(exactOrientation(*c[0], *c[1], *c[2], *c[3]) != 1) return describe(pTet) + " is not positively oriented";
 		for(int i = 0; i < 4; ++i)
 		{
-			for(int j = i + 1; j < 4; ++j)
-			{
-				vEdges.push_back(before(c[i], c[j]) ? PointPair(c[i], c[j]) : PointPair(c[j], c[i]));
-			}
+			for(int j = i + 1; j < 4; ++j) vEdges.push_back(before(c[i], c[j]) ? PointPair(c[i], c[j]) : PointPair(c[j], c[i]));
 			const PointTriple facet = {c[aFacet[i][0]], c[aFacet[i][1]], c[aFacet[i][2]]};
 			PointTriple sorted(facet);
 			std::sort(sorted.begin(), sorted.end(), before);
 			vFacets.push_back(sorted);
-
 			const Tet3* pOpp(pTet->getOppTet(i));
 			if(pOpp == nullptr)
 			{
 				++numHullFacets;
-				for(int k = 0; k < 3; ++k) vHullEdges.push_back(PointPair(facet[k], facet[(k + 1) % 3]));
+				for(int k = 0; k < 3; ++k) vHullEdges.push_back({facet[k], facet[(k + 1) % 3], facet[(k + 2) % 3]});
 				continue;
 			}
 			if(!isCell(pOpp)) return describe(pTet) + " has a neighbour that is not a live cell";
-			if(pOpp == pTet) return describe(pTet) + " is its own neighbour";
 			int back(-1);
 			for(int j = 0; j < 4; ++j)
 			{
-				if(pOpp->getOppTet(j) == pTet)
-				{
-					if(back >= 0) return describe(pOpp) + " lists a neighbour twice";
-					back = j;
-				}
+				if(pOpp->getOppTet(j) != pTet) continue;
+				if(back >= 0) return describe(pOpp) + " lists a neighbour twice";
+				back = j;
 			}
 			if(back < 0) return "neighbour link not symmetric at " + describe(pTet);
-			// The far corner must not be on the facet, and the other three
-			// must be exactly the facet's corners.
+			// The far corner must not be a corner of this cell (nor the cell
+			// its own neighbour), and the other three exactly the facet's.
 			const Point3* pFar(pOpp->getCorner(back));
 			int numShared(0);
 			for(int j = 0; j < 4; ++j)
-			{
-				if(j == back) continue;
-				const Point3* q(pOpp->getCorner(j));
-				if(q == facet[0] || q == facet[1] || q == facet[2]) ++numShared;
-			}
-			if(numShared != 3 || pFar == c[0] || pFar == c[1] || pFar == c[2] || pFar == c[3])
-			{
+				numShared += j != back && std::count(facet.begin(), facet.end(), pOpp->getCorner(j)) == 1;
+			if(numShared != 3 || std::count(c, c + 4, pFar) != 0)
 				return "neighbours " + describe(pTet) + " and " + describe(pOpp) + " do not share their facet";
-			}
 			// The test is symmetric in the two cells: once per facet is enough.
 			if(bDelaunay && before(pTet, pOpp) && exactInSphere(*c[0], *c[1], *c[2], *c[3], *pFar) > 0)
 			{
@@ -142,20 +120,18 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 	std::sort(vCorners.begin(), vCorners.end(), before);
 	vCorners.erase(std::unique(vCorners.begin(), vCorners.end()), vCorners.end());
 	for(const Point3* pCorner : vCorners)
-	{
 		if(pCorner->getOneTet() == nullptr) return "a corner of the mesh has no incident cell";
-	}
+	// Every directed hull edge once, its reverse once, and the facet across
+	// it not bending outwards (the inner corner of each facet is on its
+	// positive side).
 	std::sort(vHullEdges.begin(), vHullEdges.end());
-	if(std::adjacent_find(vHullEdges.begin(), vHullEdges.end()) != vHullEdges.end())
+	for(size_t e = 0; e < vHullEdges.size(); ++e)
 	{
-		return "a directed hull edge is used twice";
-	}
-	for(const PointPair& edge : vHullEdges)
-	{
-		if(!std::binary_search(vHullEdges.begin(), vHullEdges.end(), PointPair(edge.second, edge.first)))
-		{
-			return "the hull surface is not closed";
-		}
+		const Point3 *a(vHullEdges[e][0]), *b(vHullEdges[e][1]);
+		if(e > 0 && vHullEdges[e - 1][0] == a && vHullEdges[e - 1][1] == b) return "a directed hull edge is used twice";
+		const auto it(std::lower_bound(vHullEdges.begin(), vHullEdges.end(), PointTriple{b, a, nullptr}));
+		if(it == vHullEdges.end() || (*it)[0] != b || (*it)[1] != a) return "the hull surface is not closed";
+		if(exactOrientation(*a, *b, *vHullEdges[e][2], *(*it)[2]) < 0) return "the hull is not convex";
 	}
 	std::sort(vEdges.begin(), vEdges.end());
 	vEdges.erase(std::unique(vEdges.begin(), vEdges.end()), vEdges.end());
@@ -168,86 +144,57 @@ std::string checkMesh(const std::vector<Tet3*>& vTets, const std::vector<Point3*
 		if(euler != 1) return "V - E + F - C = " + std::to_string(euler);
 		if(vFacets.size() * 2 != vTets.size() * 4 + numHullFacets) return "facet count does not match the links";
 	}
-	if(pStats != nullptr)
-	{
-		pStats->numCells = vTets.size();
-		pStats->numVertices = vCorners.size();
-		pStats->numEdges = vEdges.size();
-		pStats->numFacets = vFacets.size();
-		pStats->numHullFacets = numHullFacets;
-	}
+	if(pNumVertices != nullptr) *pNumVertices = vCorners.size();
 	return "";
 }
 
-std::string checkMesh(const VORN3D::Vorn_3D& vorn, bool bDelaunay, MeshStats* pStats)
+std::string checkMesh(const VORN3D::Vorn_3D& vorn, bool bDelaunay, size_t* pNumVertices)
 {
 	std::vector<Tet3*> vTets;
 	std::vector<Point3*> vVertices;
 	vorn.getTetrahedra(vTets);
 	vorn.getVertices(vVertices);
-	return checkMesh(vTets, vVertices, bDelaunay, pStats);
+	return checkMesh(vTets, vVertices, bDelaunay, pNumVertices);
 }
 
-std::string checkMesh(const VORN3D::Dt3& dt, bool bDelaunay, MeshStats* pStats)
+std::string checkMesh(const VORN3D::Dt3& dt, bool bDelaunay)
 {
 	std::vector<Tet3*> vTets;
 	std::vector<Point3*> vVertices;
 	dt.getAllTetrahedra(vTets);
 	dt.getVertices(vVertices);
-	std::string result(checkMesh(vTets, vVertices, bDelaunay, pStats));
-	if(result.empty() && dt.getNumTets() != vTets.size())
-	{
-		result = "live-cell count " + std::to_string(dt.getNumTets()) + " differs from the reachable cells " +
-			std::to_string(vTets.size());
-	}
-	return result;
+	const std::string result(checkMesh(vTets, vVertices, bDelaunay));
+	if(!result.empty() || dt.getNumTets() == vTets.size()) return result;
+	return "live-cell count " + std::to_string(dt.getNumTets()) + " differs from the reachable cells " +
+		std::to_string(vTets.size());
 }
 
-namespace {
-struct CoordLess
+std::string checkMeshOf(const VORN3D::Vorn_3D& vorn, const std::vector<Point3>& vInput)
 {
-	bool operator()(const Point3& a, const Point3& b) const
-	{
-		if(a.x() != b.x()) return a.x() < b.x();
-		if(a.y() != b.y()) return a.y() < b.y();
-		return a.z() < b.z();
-	}
-};
-} // namespace
-
-std::string checkInputCovered(const VORN3D::Vorn_3D& vorn, const std::vector<Point3>& vInput)
-{
+	size_t numVertices(0);
+	const std::string fault(checkMesh(vorn, true, &numVertices));
+	if(!fault.empty()) return fault;
+	typedef std::tuple<double, double, double> Coords;
 	std::vector<Tet3*> vTets;
 	vorn.getTetrahedra(vTets);
-	std::vector<Point3> vCorners;
+	std::vector<Coords> vCorners, vDistinct;
 	for(const Tet3* pTet : vTets)
-	{
-		for(int i = 0; i < 4; ++i) vCorners.push_back(Point3(*pTet->getCorner(i)));
-	}
-	std::sort(vCorners.begin(), vCorners.end(), CoordLess());
+		for(int i = 0; i < 4; ++i)
+		{
+			const Point3& p(*pTet->getCorner(i));
+			vCorners.emplace_back(p.x(), p.y(), p.z());
+		}
+	std::sort(vCorners.begin(), vCorners.end());
 	for(size_t i = 0; i < vInput.size(); ++i)
 	{
-		if(!std::binary_search(vCorners.begin(), vCorners.end(), vInput[i], CoordLess()))
-		{
-			std::ostringstream os;
-			os << "input point " << i << " (" << vInput[i].x() << "," << vInput[i].y() << "," << vInput[i].z()
-			   << ") is no vertex of the mesh";
-			return os.str();
-		}
+		vDistinct.emplace_back(vInput[i].x(), vInput[i].y(), vInput[i].z());
+		if(!std::binary_search(vCorners.begin(), vCorners.end(), vDistinct.back()))
+			return "input point " + std::to_string(i) + " is no vertex of the mesh";
 	}
-	return "";
-}
-
-size_t countDistinct(const std::vector<Point3>& vInput)
-{
-	std::vector<Point3> v(vInput);
-	std::sort(v.begin(), v.end(), CoordLess());
-	size_t n(0);
-	for(size_t i = 0; i < v.size(); ++i)
-	{
-		if(i == 0 || CoordLess()(v[i - 1], v[i])) ++n;
-	}
-	return n;
+	std::sort(vDistinct.begin(), vDistinct.end());
+	const size_t numDistinct(size_t(std::unique(vDistinct.begin(), vDistinct.end()) - vDistinct.begin()));
+	if(numDistinct == numVertices) return "";
+	return std::to_string(numVertices) + " vertices for " + std::to_string(numDistinct) + " distinct input points";
 }
 
 } // namespace vtest

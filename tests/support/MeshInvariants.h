@@ -1,6 +1,6 @@
 // Structural and geometric invariants of a tetrahedral mesh, checked without
 // the kernel's own code: exact rational predicates, explicit facet and edge
-// sets, Euler's relation and a closed hull surface.
+// sets, Euler's relation and a closed, convex hull surface.
 #ifndef VORN3D_TEST_MESHINVARIANTS_H
 #define VORN3D_TEST_MESHINVARIANTS_H
 
@@ -17,15 +17,6 @@ class Dt3;
 
 namespace vtest {
 
-struct MeshStats
-{
-	size_t numCells = 0;
-	size_t numVertices = 0; // vertices that are corners of some cell
-	size_t numEdges = 0;
-	size_t numFacets = 0;
-	size_t numHullFacets = 0;
-};
-
 /// Checks the cells vTets (the whole mesh) against the vertex list
 /// vVertices (the store). Returns an empty string when everything holds,
 /// otherwise a description of the first fault:
@@ -37,22 +28,20 @@ struct MeshStats
 ///    has a live incident cell that has it as a corner;
 ///  - no live cell visited;
 ///  - V - E + F - C = 1;
-///  - hull facets form a closed, consistently oriented surface.
-/// pStats receives the counts when not null.
+///  - hull facets form a closed, consistently oriented and convex surface.
+/// pNumVertices receives the number of corners when not null.
 std::string checkMesh(const std::vector<VORN3D::Tet3*>& vTets, const std::vector<VORN3D::Point3*>& vVertices,
-	bool bDelaunay = true, MeshStats* pStats = nullptr);
+	bool bDelaunay = true, size_t* pNumVertices = nullptr);
 
 /// The same for a whole triangulation.
-std::string checkMesh(const VORN3D::Vorn_3D& vorn, bool bDelaunay = true, MeshStats* pStats = nullptr);
+std::string checkMesh(const VORN3D::Vorn_3D& vorn, bool bDelaunay = true, size_t* pNumVertices = nullptr);
 /// The same for a kernel; also compares its live-cell count.
-std::string checkMesh(const VORN3D::Dt3& dt, bool bDelaunay = true, MeshStats* pStats = nullptr);
+std::string checkMesh(const VORN3D::Dt3& dt, bool bDelaunay = true);
 
-/// Every input point must have the coordinates of a vertex that belongs to
-/// a cell. Returns "" or a description of the first point that has none.
-std::string checkInputCovered(const VORN3D::Vorn_3D& vorn, const std::vector<VORN3D::Point3>& vInput);
-
-/// Number of distinct coordinate triples in vInput.
-size_t countDistinct(const std::vector<VORN3D::Point3>& vInput);
+/// checkMesh, and the vertices are exactly the distinct points of vInput:
+/// every input point is a corner, and there are as many corners as
+/// distinct coordinate triples.
+std::string checkMeshOf(const VORN3D::Vorn_3D& vorn, const std::vector<VORN3D::Point3>& vInput);
 
 } // namespace vtest
 
