@@ -94,13 +94,15 @@ std::vector<int> ownersOf(const std::vector<int>& vCounts)
 } // namespace
 
 /// A uniform grid over this process's points, for the ball and box queries
-/// of the other processes.
+/// of the other processes. It sorts the records it is given by grid cell, so
+/// that a query reads the points of a column of cells as one run of memory;
+/// visit(i) names the record at position i of that order.
 class PointGrid
 {
 public:
-	explicit PointGrid(const std::vector<double>& vRecords): vRec(vRecords)
+	explicit PointGrid(std::vector<double>& vRecords)
 	{
-		const size_t num(vRec.size() / REC);
+		const size_t num(vRecords.size() / REC);
 		const double inf(std::numeric_limits<double>::infinity());
 		for(int a = 0; a < 3; ++a)
 		{
@@ -108,8 +110,8 @@ public:
 			hi[a] = -inf;
 			for(size_t i = 0; i < num; ++i)
 			{
-				lo[a] = std::min(lo[a], vRec[REC * i + a]);
-				hi[a] = std::max(hi[a], vRec[REC * i + a]);
+				lo[a] = std::min(lo[a], vRecords[REC * i + a]);
+				hi[a] = std::max(hi[a], vRecords[REC * i + a]);
 			}
 			extent[a] = num == 0 ? 0.0 : hi[a] - lo[a];
 			margin[a] = 1e-9 * (std::fabs(lo[a]) + std::fabs(hi[a]));
@@ -123,16 +125,21 @@ public:
 			scale[a] = extent[a] > 0.0 ? static_cast<double>(dims[a]) / extent[a] : 0.0;
 		}
 		vStart.assign(static_cast<size_t>(dims[0] * dims[1] * dims[2] + 1), 0);
-		std::vector<size_t> vCell(num);
+		std::vector<uint32_t> vCell(num);
 		for(size_t i = 0; i < num; ++i)
 		{
-			vCell[i] = cellOf(&vRec[REC * i]);
+			vCell[i] = static_cast<uint32_t>(cellOf(&vRecords[REC * i]));
 			++vStart[vCell[i] + 1];
 		}
 		for(size_t c = 1; c < vStart.size(); ++c) vStart[c] += vStart[c - 1];
-		vItems.resize(num);
+		std::vector<double> vSorted(vRecords.size());
 		std::vector<size_t> vFill(vStart.begin(), vStart.end() - 1);
-		for(size_t i = 0; i < num; ++i) vItems[vFill[vCell[i]]++] = i;
+		for(size_t i = 0; i < num; ++i)
+		{
+			const size_t to(vFill[vCell[i]]++);
+			std::copy(&vRecords[REC * i], &vRecords[REC * i] + REC, &vSorted[REC * to]);
+		}
+		vRecords.swap(vSorted);
 	}
 
 	/// Calls visit(i) for every point in the grid cells that meet the box.
@@ -147,11 +154,7 @@ public:
 		}
 		for(long i = from[0]; i <= to[0]; ++i)
 			for(long j = from[1]; j <= to[1]; ++j)
-				for(long k = from[2]; k <= to[2]; ++k)
-				{
-					const size_t c(static_cast<size_t>((i * dims[1] + j) * dims[2] + k));
-					for(size_t n = vStart[c]; n < vStart[c + 1]; ++n) visit(vItems[n]);
-				}
+				visitColumn(i, j, from[2], to[2], visit);
 	}
 
 	/// Calls visit(i) for every point in the grid cells that may meet the
@@ -181,7 +184,19 @@ public:
 		for(long i = from[0]; i <= to[0]; ++i)
 		{
 			const double gx(gap(i, 0));
-			for(long j = from[1]; j <= to[1]; ++j)
+			// The slabs of axis 1 that the ball's section at slab i meets
+			// (a huge sphere meets a thin lens of the grid, and most columns
+			// of its bounding box would be tried in vain).
+			const double restX((r * r - gx * gx) + 1e-12 * r * r);
+			if(restX < 0.0) continue;
+			long j0(from[1]), j1(to[1]);
+			if(restX < INFINITY)
+			{
+				const double hy(std::sqrt(restX) * (1.0 + 1e-12) + margin[1]);
+				j0 = std::max(j0, index(c[1] - hy, 1));
+				j1 = std::min(j1, index(c[1] + hy, 1));
+			}
+			for(long j = j0; j <= j1; ++j)
 			{
 				const double gy(gap(j, 1));
 				// Widened a little for the rounding of the slab bounds.
@@ -190,17 +205,19 @@ public:
 				// An overflowing square (a sphere of astronomic size) takes
 				// the whole column.
 				const double h(rest < INFINITY ? std::sqrt(rest) * (1.0 + 1e-12) : INFINITY);
-				const long k0(index(c[2] - h, 2)), k1(h < INFINITY ? index(c[2] + h, 2) : dims[2] - 1);
-				for(long k = k0; k <= k1; ++k)
-				{
-					const size_t cell(static_cast<size_t>((i * dims[1] + j) * dims[2] + k));
-					for(size_t n = vStart[cell]; n < vStart[cell + 1]; ++n) visit(vItems[n]);
-				}
+				visitColumn(i, j, index(c[2] - h, 2), h < INFINITY ? index(c[2] + h, 2) : dims[2] - 1, visit);
 			}
 		}
 	}
 
 private:
+	/// The cells k0..k1 of column (i, j) are consecutive in the order.
+	template<class Visit> void visitColumn(long i, long j, long k0, long k1, Visit& visit) const
+	{
+		const size_t first(static_cast<size_t>((i * dims[1] + j) * dims[2]));
+		const size_t end(vStart[first + static_cast<size_t>(k1) + 1]);
+		for(size_t n = vStart[first + static_cast<size_t>(k0)]; n < end; ++n) visit(n);
+	}
 	long index(double value, int a) const
 	{
 		const double cell(std::floor((value - lo[a]) * scale[a]));
@@ -212,10 +229,9 @@ private:
 		return static_cast<size_t>((index(p[0], 0) * dims[1] + index(p[1], 1)) * dims[2] + index(p[2], 2));
 	}
 
-	const std::vector<double>& vRec;
 	double lo[3], hi[3], extent[3], scale[3], margin[3];
 	long dims[3];
-	std::vector<size_t> vStart, vItems;
+	std::vector<size_t> vStart;
 };
 
 DistributedMesh::DistributedMesh(MPI_Comm comm_, const std::vector<Box>& vBoxes_):
@@ -384,13 +400,14 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 bool DistributedMesh::answerBall(int q, const Ball& ball, const double* pCorners, bool bLimited, std::vector<double>& vReply)
 {
 	std::vector<char>& vSent(sentTo(q));
-	std::vector<std::pair<double, size_t>> vFound;
+	std::vector<std::pair<double, size_t>>& vFound(vCandidates);
+	vFound.clear();
 	const double r(reach(ball)), r2(r * r);
 	grid().visitBall(ball.c, r, [&](size_t i) {
-		const double* p(&vOwnRecords[REC * i]);
 		if(vSent[i]) return;
 		// Up to the rounding of the distance, as the ball's reach allows
 		// (an infinite ball takes every point).
+		const double* p(&vOwnRecords[REC * i]);
 		const double dx(p[0] - ball.c[0]), dy(p[1] - ball.c[1]), dz(p[2] - ball.c[2]);
 		const double dist2(dx * dx + dy * dy + dz * dz);
 		if(!(dist2 <= r2) && r2 < INFINITY) return;
@@ -438,6 +455,7 @@ PointGrid& DistributedMesh::grid()
 
 std::vector<char>& DistributedMesh::sentTo(int q)
 {
+	grid(); // the flags follow the grid's order of the points
 	std::vector<char>& vSent(vSentTo[static_cast<size_t>(q)]);
 	if(vSent.empty()) vSent.assign(vOwnRecords.size() / REC, 0);
 	return vSent;

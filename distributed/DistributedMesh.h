@@ -15,6 +15,7 @@
 #include <array>
 #include <cstdint>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include <vorn3d/Vorn_3D.h>
@@ -114,6 +115,9 @@ private:
 	std::vector<double> vOwnRecords;
 	PointGrid* pGrid;
 	std::vector<std::vector<char>> vSentTo;
+	// Candidates of a ball query (squared distance, point), kept for their
+	// memory.
+	std::vector<std::pair<double, size_t>> vCandidates;
 	// Other processes' hull vertices (records) and their owners.
 	std::vector<double> vHullRecords;
 	std::vector<int> vHullOwner;

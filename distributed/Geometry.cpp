@@ -107,9 +107,7 @@ Ball enclosingCircumball(const double* a, const double* b, const double* c, cons
 
 namespace {
 
-using Real = long double;
-
-Real det3(const Real* u, const Real* v, const Real* w, Real& permanent)
+template<class T> T det3(const T* u, const T* v, const T* w, T& permanent)
 {
 	permanent = std::fabs(u[0]) * (std::fabs(v[1] * w[2]) + std::fabs(v[2] * w[1])) +
 		std::fabs(u[1]) * (std::fabs(v[0] * w[2]) + std::fabs(v[2] * w[0])) +
@@ -117,43 +115,57 @@ Real det3(const Real* u, const Real* v, const Real* w, Real& permanent)
 	return u[0] * (v[1] * w[2] - v[2] * w[1]) - u[1] * (v[0] * w[2] - v[2] * w[0]) + u[2] * (v[0] * w[1] - v[1] * w[0]);
 }
 
-} // namespace
-
-int sphereSide(const double* a, const double* b, const double* c, const double* d, const double* p)
+/// sphereSide in the floating type T.
+template<class T> int sphereSideIn(const double* a, const double* b, const double* c, const double* d, const double* p)
 {
-	const Real err(64 * std::numeric_limits<Real>::epsilon());
+	const T err(64 * std::numeric_limits<T>::epsilon());
 	const double* aCorner[4] = {a, b, c, d};
-	Real rows[4][4];
+	T rows[4][4];
 	for(int i = 0; i < 4; ++i)
 	{
-		for(int k = 0; k < 3; ++k) rows[i][k] = Real(aCorner[i][k]) - Real(p[k]);
+		for(int k = 0; k < 3; ++k) rows[i][k] = T(aCorner[i][k]) - T(p[k]);
 		rows[i][3] = rows[i][0] * rows[i][0] + rows[i][1] * rows[i][1] + rows[i][2] * rows[i][2];
 	}
 	// The lifted determinant, expanded along the lift column.
-	Real det(0), permanent(0);
+	T det(0), permanent(0);
 	for(int i = 0; i < 4; ++i)
 	{
-		const Real* aMinor[3];
+		const T* aMinor[3];
 		for(int j = 0, n = 0; j < 4; ++j)
 		{
 			if(j != i) aMinor[n++] = rows[j];
 		}
-		Real minorPermanent;
-		const Real minor(det3(aMinor[0], aMinor[1], aMinor[2], minorPermanent));
+		T minorPermanent;
+		const T minor(det3(aMinor[0], aMinor[1], aMinor[2], minorPermanent));
 		det += (i % 2 == 0 ? -1 : 1) * rows[i][3] * minor;
 		permanent += rows[i][3] * minorPermanent;
 	}
-	Real u[3], v[3], w[3], orientPermanent;
+	T u[3], v[3], w[3], orientPermanent;
 	for(int k = 0; k < 3; ++k)
 	{
-		u[k] = Real(b[k]) - Real(a[k]);
-		v[k] = Real(c[k]) - Real(a[k]);
-		w[k] = Real(d[k]) - Real(a[k]);
+		u[k] = T(b[k]) - T(a[k]);
+		v[k] = T(c[k]) - T(a[k]);
+		w[k] = T(d[k]) - T(a[k]);
 	}
-	const Real orient(det3(u, v, w, orientPermanent));
-	if(std::fabs(orient) <= err * orientPermanent || std::fabs(det) <= err * permanent) return 0;
+	const T orient(det3(u, v, w, orientPermanent));
+	// The bounds are relative: they cannot decide once a term may have
+	// overflowed, or underflowed (for a permanent near the smallest normal
+	// number the absolute error of gradual underflow may outgrow them).
+	const T tiny(std::numeric_limits<T>::min() / std::numeric_limits<T>::epsilon() * 1024);
+	if(!(std::fabs(orient) > err * orientPermanent) || !(std::fabs(det) > err * permanent) || !(permanent < INF) ||
+		!(orientPermanent > tiny) || !(permanent > tiny))
+		return 0;
 	// For a positive cell the lifted determinant is negative inside.
 	return (det < 0) == (orient > 0) ? 1 : -1;
+}
+
+} // namespace
+
+int sphereSide(const double* a, const double* b, const double* c, const double* d, const double* p)
+{
+	// Doubles decide all but the points close to the sphere.
+	const int side(sphereSideIn<double>(a, b, c, d, p));
+	return side != 0 ? side : sphereSideIn<long double>(a, b, c, d, p);
 }
 
 double reach(const Ball& ball)
