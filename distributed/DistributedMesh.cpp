@@ -234,6 +234,118 @@ private:
 	std::vector<size_t> vStart;
 };
 
+/// Finds the own points around which every Delaunay cell is small. The box
+/// is cut into cells of about eight points each; call a point deep when
+/// every grid cell within rho of it holds a point, where rho exceeds a grid
+/// cell's diagonal. A cell of a Delaunay mesh of these points (and any
+/// others) with a deep corner v has a circumradius below rho: were it rho
+/// or more, the ball of radius rho inside its circumsphere and touching it
+/// at v would hold a whole grid cell, with the point in it, against the
+/// empty circumsphere. So the cell's circumsphere lies in the ball of
+/// radius 2 rho around v. The same ball beyond a hull facet at v shows that
+/// a deep point is on no hull facet.
+class DeepPoints
+{
+public:
+	/// vPoints[0, num): the points, inside box. quiet(b) tells whether the
+	/// points of all other processes inside box b are here already; a grid
+	/// cell is deep only if its box, widened by twice rho, is quiet.
+	template<class Quiet>
+	DeepPoints(const std::vector<Point3>& vPoints, size_t num, const Box& box, Quiet quiet): rho(0.0), bUsable(false)
+	{
+		const size_t perCell(8);
+		double volume(1.0), scaleOfCoordinates(0.0);
+		for(int a = 0; a < 3; ++a)
+		{
+			lo[a] = box.lo[a];
+			volume *= box.hi[a] - box.lo[a];
+			scaleOfCoordinates = std::max({scaleOfCoordinates, std::fabs(box.lo[a]), std::fabs(box.hi[a])});
+		}
+		// Too few points, or flat ones, for a grid whose cells are full.
+		if(!(volume > 0.0) || num < 27 * perCell) return;
+		const double side(std::cbrt(volume / static_cast<double>(num / perCell)));
+		double diagonal2(0.0);
+		for(int a = 0; a < 3; ++a)
+		{
+			const double extent(box.hi[a] - box.lo[a]);
+			dims[a] = static_cast<long>(std::min(1024.0, std::max(1.0, std::floor(extent / side))));
+			scale[a] = static_cast<double>(dims[a]) / extent;
+			const double cellSide(extent / static_cast<double>(dims[a]));
+			diagonal2 += cellSide * cellSide;
+		}
+		// A margin for the rounding of the grid and of the coordinates.
+		rho = std::sqrt(diagonal2) * (1.0 + 1e-6) + 1e-12 * scaleOfCoordinates;
+		std::vector<char> vFull(static_cast<size_t>(dims[0] * dims[1] * dims[2]), 0);
+		for(size_t k = 0; k < num; ++k) vFull[cellOf(vPoints[k])] = 1;
+		// The grid cells that meet a ball of radius rho around a point of
+		// cell c lie within reach[a] cells of c along axis a, also when the
+		// point's cell was rounded to a neighbour. A grid cell is kept when
+		// all within that reach are full (and inside the grid): three passes
+		// of a minimum over a window, one per axis.
+		const long step[3] = {dims[1] * dims[2], dims[2], 1};
+		std::vector<long> vEmpty;
+		for(int a = 0; a < 3; ++a)
+		{
+			const long reach(static_cast<long>(std::floor(rho * scale[a] + 1e-6)) + 1);
+			if(dims[a] < 2 * reach + 1) return; // no cell is deep
+			const int b((a + 1) % 3), c((a + 2) % 3);
+			vEmpty.resize(static_cast<size_t>(dims[a] + 1));
+			for(long i = 0; i < dims[b]; ++i)
+				for(long j = 0; j < dims[c]; ++j)
+				{
+					const long base(i * step[b] + j * step[c]);
+					const auto at([&](long k) -> char& { return vFull[static_cast<size_t>(base + k * step[a])]; });
+					// vEmpty[k]: the empty cells before k on this line.
+					vEmpty[0] = 0;
+					for(long k = 0; k < dims[a]; ++k) vEmpty[static_cast<size_t>(k + 1)] = vEmpty[static_cast<size_t>(k)] + (at(k) ? 0 : 1);
+					for(long k = 0; k < dims[a]; ++k)
+					{
+						at(k) = k >= reach && k + reach < dims[a] &&
+							vEmpty[static_cast<size_t>(k + reach + 1)] == vEmpty[static_cast<size_t>(k - reach)];
+					}
+				}
+		}
+		const double margin(1e-12 * scaleOfCoordinates);
+		for(long i = 0; i < dims[0]; ++i)
+			for(long j = 0; j < dims[1]; ++j)
+				for(long k = 0; k < dims[2]; ++k)
+				{
+					char& deep(vFull[static_cast<size_t>(i * step[0] + j * step[1] + k)]);
+					if(!deep) continue;
+					const long at[3] = {i, j, k};
+					Box around;
+					for(int a = 0; a < 3; ++a)
+					{
+						around.lo[a] = lo[a] + static_cast<double>(at[a]) / scale[a] - 2.0 * rho - margin;
+						around.hi[a] = lo[a] + static_cast<double>(at[a] + 1) / scale[a] + 2.0 * rho + margin;
+					}
+					deep = quiet(around) ? 1 : 0;
+				}
+		vDeep.swap(vFull);
+		bUsable = true;
+	}
+
+	bool isDeep(const Point3& p) const { return bUsable && vDeep[cellOf(p)] != 0; }
+
+private:
+	long index(double value, int a) const
+	{
+		const double cell(std::floor((value - lo[a]) * scale[a]));
+		if(!(cell > 0.0)) return 0;
+		return cell >= static_cast<double>(dims[a] - 1) ? dims[a] - 1 : static_cast<long>(cell);
+	}
+	size_t cellOf(const Point3& p) const
+	{
+		return static_cast<size_t>((index(p.x(), 0) * dims[1] + index(p.y(), 1)) * dims[2] + index(p.z(), 2));
+	}
+
+	double lo[3], scale[3];
+	long dims[3];
+	double rho;
+	bool bUsable;
+	std::vector<char> vDeep;
+};
+
 DistributedMesh::DistributedMesh(MPI_Comm comm_, const std::vector<Box>& vBoxes_):
 	comm(comm_), rank(0), size(1), vBoxes(vBoxes_), fetched{{0.0, 0.0, 0.0}, {-1.0, -1.0, -1.0}}, numOwnSlots(0), bAllNew(true), roundStamp(-1),
 	pGrid(nullptr), numUnbounded(0)
@@ -274,8 +386,7 @@ long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const s
 	{
 		if(vHandles[k]->getIndex() >= 0) continue; // a copy of an earlier point
 		vHandles[k]->setIndex(static_cast<int>(firstSlot + k));
-		// Until the first round every cell is new anyway.
-		if(!bAllNew) vNewVertices.push_back(vHandles[k]);
+		vNewVertices.push_back(vHandles[k]);
 	}
 	return static_cast<long>(vNew.size());
 }
@@ -312,6 +423,27 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 			vOwnRecords.insert(vOwnRecords.end(), {vPoints[k].x(), vPoints[k].y(), vPoints[k].z(), static_cast<double>(vGid[k])});
 		else vOthers.push_back(vHandles[k]);
 		if(lower(k, lowest)) lowest = k;
+	}
+	if(!vOwnRecords.empty()) fetched = ghostLayer();
+
+	// The first round looks only at the cells with a corner that is not
+	// deep (below, the vertices it starts from); the others need no query.
+	{
+		const DeepPoints deep(vPoints, static_cast<size_t>(numOwnSlots), vBoxes[rank], [&](const Box& box) {
+			for(int q = 0; q < size; ++q)
+			{
+				if(q != rank && boxesMeet(box, vBoxes[q]) && !boxPartCovered(box, vBoxes[q], fetched)) return false;
+			}
+			return true;
+		});
+		vDeep.assign(static_cast<size_t>(numOwnSlots), 0);
+		for(size_t k = 0; k < static_cast<size_t>(numOwnSlots); ++k)
+		{
+			if(vHandles[k]->getIndex() != static_cast<int>(k)) continue;
+			if(deep.isDeep(vPoints[k])) vDeep[k] = 1;
+			else vNewVertices.push_back(vHandles[k]);
+		}
+		vNewVertices.insert(vNewVertices.end(), vOthers.begin(), vOthers.end());
 	}
 
 	// Any point of this process beyond a plane implies one of its hull
@@ -461,30 +593,40 @@ std::vector<char>& DistributedMesh::sentTo(int q)
 	return vSent;
 }
 
+bool DistributedMesh::needsQuery(const Ball& ball, int q) const
+{
+	// Every point of q inside the ghost layer is here already.
+	return q != rank && ballMeetsBox(ball, vBoxes[q]) && !ballPartCovered(ball, vBoxes[q], fetched);
+}
+
+Box DistributedMesh::ghostLayer() const
+{
+	// A few mean point spacings: enough for the circumspheres of most cells
+	// near the box's sides.
+	const Box& own(vBoxes[rank]);
+	const size_t numOwn(vOwnRecords.size() / REC);
+	double volume(1.0);
+	int numAxes(0);
+	for(int a = 0; a < 3; ++a)
+	{
+		if(own.hi[a] > own.lo[a])
+		{
+			volume *= own.hi[a] - own.lo[a];
+			++numAxes;
+		}
+	}
+	const double spacing(numAxes == 0 ? 0.0 : std::pow(volume / static_cast<double>(numOwn), 1.0 / numAxes));
+	const double width(2.5 * spacing);
+	return Box{{own.lo[0] - width, own.lo[1] - width, own.lo[2] - width}, {own.hi[0] + width, own.hi[1] + width, own.hi[2] + width}};
+}
+
 long DistributedMesh::exchangeGhostLayer()
 {
-	const Box& own(vBoxes[rank]);
 	std::vector<std::vector<double>> vQueries(static_cast<size_t>(size));
 	const size_t numOwn(vOwnRecords.size() / REC);
 	if(numOwn > 0)
 	{
-		// A few mean point spacings: enough for the circumspheres of most
-		// cells near the box's sides.
-		double volume(1.0);
-		int numAxes(0);
-		for(int a = 0; a < 3; ++a)
-		{
-			if(own.hi[a] > own.lo[a])
-			{
-				volume *= own.hi[a] - own.lo[a];
-				++numAxes;
-			}
-		}
-		const double spacing(numAxes == 0 ? 0.0 : std::pow(volume / static_cast<double>(numOwn), 1.0 / numAxes));
-		const double width(2.5 * spacing);
-		const Box layer{{own.lo[0] - width, own.lo[1] - width, own.lo[2] - width},
-			{own.hi[0] + width, own.hi[1] + width, own.hi[2] + width}};
-		fetched = layer;
+		const Box& layer(fetched);
 		for(int q = 0; q < size; ++q)
 		{
 			const Box& other(vBoxes[q]);
@@ -543,12 +685,81 @@ long DistributedMesh::certifyRound()
 	// inside its sphere (or it is asked again, below). So only the cells
 	// created since, each with a corner inserted since, need a look.
 	--roundStamp;
-	std::vector<Tet3*>& vWork(vCells);
-	vWork.clear();
-	if(bAllNew) dt.getTetrahedra(vWork);
+	std::vector<std::vector<double>> vQueries(static_cast<size_t>(size));
+	std::vector<std::vector<Corners>> vAsked(static_cast<size_t>(size));
+	std::vector<double> vAdd;
+	std::vector<int> vAddOwner;
+	// Asks for the points in the cell's sphere and beyond its hull facets.
+	const auto certify([&](const Tet3* pTet, bool bRetry) {
+		bool aOwned[4], bDeepCorner(false);
+		double aXyz[4][3];
+		for(int i = 0; i < 4; ++i)
+		{
+			aOwned[i] = isOwn(pTet->getCorner(i));
+			bDeepCorner = bDeepCorner || isDeep(pTet->getCorner(i));
+			xyz(pTet->getCorner(i), aXyz[i]);
+		}
+		if(!(aOwned[0] || aOwned[1] || aOwned[2] || aOwned[3])) return;
+		// A deep corner bounds the sphere to a ball that needs no query
+		// (and is on no hull facet, so only the sphere is skipped).
+		if(!bDeepCorner)
+		{
+			const Ball ball(enclosingCircumball(aXyz[0], aXyz[1], aXyz[2], aXyz[3]));
+			if(std::isinf(ball.radius)) ++numUnbounded;
+			for(int q = 0; q < size; ++q)
+			{
+				if(!needsQuery(ball, q)) continue;
+				vQueries[q].insert(vQueries[q].end(), {ball.c[0], ball.c[1], ball.c[2], ball.radius, bRetry ? 0.0 : 1.0});
+				vQueries[q].insert(vQueries[q].end(), &aXyz[0][0], &aXyz[0][0] + 12);
+				vAsked[q].push_back(Corners{{pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)}});
+			}
+		}
+		for(int i = 0; i < 4; ++i)
+		{
+			const int* f(OUTWARD[i]);
+			if(pTet->getOppTet(i) == nullptr && (aOwned[f[0]] || aOwned[f[1]] || aOwned[f[2]]))
+				collectBeyond(aXyz[f[0]], aXyz[f[1]], aXyz[f[2]], vAdd, vAddOwner);
+		}
+	});
+
+	if(bAllNew)
+	{
+		// The first round: every cell with a corner that is not deep, found
+		// by a walk over them from each such vertex (a vertex's star is
+		// connected through the facets at it, so the walks reach them all).
+		// Each cell is certified as the walk takes it, while it is at hand.
+		const auto anyShallow([&](const Tet3* pTet) {
+			return !isDeep(pTet->getCorner(0)) || !isDeep(pTet->getCorner(1)) || !isDeep(pTet->getCorner(2)) ||
+				!isDeep(pTet->getCorner(3));
+		});
+		std::vector<Tet3*>& vStack(vCells);
+		vStack.clear();
+		for(Point3* pVtx : vNewVertices)
+		{
+			Tet3* pStart(pVtx->getOneTet());
+			if(pStart == nullptr || pStart->getCustomIndex() == roundStamp) continue;
+			pStart->setCustomIndex(roundStamp);
+			vStack.push_back(pStart);
+			while(!vStack.empty())
+			{
+				Tet3* pTet(vStack.back());
+				vStack.pop_back();
+				certify(pTet, false);
+				for(int i = 0; i < 4; ++i)
+				{
+					Tet3* pNext(pTet->getOppTet(i));
+					if(pNext == nullptr || pNext->getCustomIndex() == roundStamp || !anyShallow(pNext)) continue;
+					pNext->setCustomIndex(roundStamp);
+					vStack.push_back(pNext);
+				}
+			}
+		}
+	}
 	else
 	{
-		std::vector<Tet3*> vStar;
+		// Later rounds: the cells created since the round before, each with
+		// a corner inserted since.
+		std::vector<Tet3*>& vStar(vCells);
 		for(Point3* pVtx : vNewVertices)
 		{
 			vStar.clear();
@@ -557,60 +768,28 @@ long DistributedMesh::certifyRound()
 			{
 				if(pTet->getCustomIndex() == roundStamp) continue;
 				pTet->setCustomIndex(roundStamp);
-				vWork.push_back(pTet);
+				certify(pTet, false);
 			}
 		}
 	}
 	bAllNew = false;
 	vNewVertices.clear();
-	const size_t numNew(vWork.size());
-	std::vector<Tet3*> vAround;
+	// Cells whose answer was cut short, where they still exist.
+	std::vector<Tet3*>& vAround(vCells);
 	for(const Corners& cell : vRetry)
 	{
 		vAround.clear();
 		dt.getTetsAroundVertex(cell[0], vAround);
 		for(Tet3* pTet : vAround)
 		{
-			if(pTet->getCustomIndex() != roundStamp && pTet->hasVertex(cell[1]) && pTet->hasVertex(cell[2]) &&
-				pTet->hasVertex(cell[3]))
-				vWork.push_back(pTet);
+			if(pTet->getCustomIndex() == roundStamp || !pTet->hasVertex(cell[1]) || !pTet->hasVertex(cell[2]) ||
+				!pTet->hasVertex(cell[3]))
+				continue;
+			pTet->setCustomIndex(roundStamp);
+			certify(pTet, true);
 		}
 	}
 	vRetry.clear();
-
-	std::vector<std::vector<double>> vQueries(static_cast<size_t>(size));
-	std::vector<std::vector<Corners>> vAsked(static_cast<size_t>(size));
-	std::vector<double> vAdd;
-	std::vector<int> vAddOwner;
-	for(size_t w = 0; w < vWork.size(); ++w)
-	{
-		const Tet3* pTet(vWork[w]);
-		const bool bRetry(w >= numNew);
-		bool aOwned[4];
-		double aXyz[4][3];
-		for(int i = 0; i < 4; ++i)
-		{
-			aOwned[i] = isOwn(pTet->getCorner(i));
-			xyz(pTet->getCorner(i), aXyz[i]);
-		}
-		if(!(aOwned[0] || aOwned[1] || aOwned[2] || aOwned[3])) continue;
-		const Ball ball(enclosingCircumball(aXyz[0], aXyz[1], aXyz[2], aXyz[3]));
-		if(std::isinf(ball.radius)) ++numUnbounded;
-		for(int q = 0; q < size; ++q)
-		{
-			// Every point of q inside the ghost layer is here already.
-			if(q == rank || !ballMeetsBox(ball, vBoxes[q]) || ballPartCovered(ball, vBoxes[q], fetched)) continue;
-			vQueries[q].insert(vQueries[q].end(), {ball.c[0], ball.c[1], ball.c[2], ball.radius, bRetry ? 0.0 : 1.0});
-			vQueries[q].insert(vQueries[q].end(), &aXyz[0][0], &aXyz[0][0] + 12);
-			vAsked[q].push_back(Corners{{pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)}});
-		}
-		for(int i = 0; i < 4; ++i)
-		{
-			const int* f(OUTWARD[i]);
-			if(pTet->getOppTet(i) == nullptr && (aOwned[f[0]] || aOwned[f[1]] || aOwned[f[2]]))
-				collectBeyond(aXyz[f[0]], aXyz[f[1]], aXyz[f[2]], vAdd, vAddOwner);
-		}
-	}
 
 	std::vector<int> vCounts;
 	const std::vector<double> vIn(exchange(comm, vQueries, vCounts));

@@ -73,9 +73,20 @@ private:
 	{
 		return isOwn(pVtx) ? rank : vSlotOwner[static_cast<size_t>(pVtx->getIndex())];
 	}
+	/// An own vertex around which every cell's circumsphere is small and
+	/// needs no query (see DeepPoints).
+	bool isDeep(const VORN3D::Point3* pVtx) const
+	{
+		return isOwn(pVtx) && vDeep[static_cast<size_t>(pVtx->getIndex())] != 0;
+	}
 	int64_t gidOf(const VORN3D::Point3* pVtx) const { return vSlotGid[static_cast<size_t>(pVtx->getIndex())]; }
 	/// Owner of the cell's corner with the smallest global index.
 	int reporterOf(const VORN3D::Tet3* pTet) const;
+	/// Whether process q may hold points inside the ball that are not here.
+	bool needsQuery(const Ball& ball, int q) const;
+	/// The box around this process's own box of which the ghost layer
+	/// fetches every point.
+	Box ghostLayer() const;
 	/// Inserts records (x, y, z, gid) owned by vOwner; skips points present.
 	long insertRecords(const std::vector<double>& vRecords, const std::vector<int>& vOwner);
 	/// Points of this process inside the query (ball or box) not sent to q
@@ -104,8 +115,11 @@ private:
 	std::vector<int64_t> vSlotGid;
 	std::vector<int> vSlotOwner;
 	int numOwnSlots;
+	// Per own slot: whether its vertex is deep.
+	std::vector<char> vDeep;
 	// Vertices inserted since the last round: the cells around them are the
-	// ones the next round certifies.
+	// ones the next round certifies. Before the first round: every vertex
+	// that is not deep.
 	std::vector<VORN3D::Point3*> vNewVertices;
 	bool bAllNew;
 	// Marks a cell as taken in the current round (in its custom index, which

@@ -199,6 +199,25 @@ bool ballPartCovered(const Ball& ball, const Box& box, const Box& covered)
 	return true;
 }
 
+bool boxesMeet(const Box& a, const Box& b)
+{
+	for(int i = 0; i < 3; ++i)
+	{
+		if(!(a.lo[i] <= a.hi[i] && b.lo[i] <= b.hi[i] && a.lo[i] <= b.hi[i] && b.lo[i] <= a.hi[i])) return false;
+	}
+	return true;
+}
+
+bool boxPartCovered(const Box& a, const Box& box, const Box& covered)
+{
+	for(int i = 0; i < 3; ++i)
+	{
+		const double lo(std::max(a.lo[i], box.lo[i])), hi(std::min(a.hi[i], box.hi[i]));
+		if(!(lo >= covered.lo[i] && hi <= covered.hi[i])) return false;
+	}
+	return true;
+}
+
 GrowingSphere::GrowingSphere(const double* a, const double* b, const double* c)
 {
 	double u[3], v[3], nv[3], un[3];

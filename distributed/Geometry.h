@@ -40,6 +40,12 @@ bool ballMeetsBox(const Ball& ball, const Box& box);
 /// covered (the bounding cube of the ball, clipped to box, is inside it).
 bool ballPartCovered(const Ball& ball, const Box& box, const Box& covered);
 
+/// True if the closed boxes meet (neither is empty).
+bool boxesMeet(const Box& a, const Box& b);
+
+/// True if the part of box that a meets lies inside the box covered.
+bool boxPartCovered(const Box& a, const Box& box, const Box& covered);
+
 /// Where p lies against the circumsphere of the positively oriented cell
 /// a, b, c, d: +1 inside, -1 outside, 0 when the filter (long double with an
 /// error bound) cannot tell.
