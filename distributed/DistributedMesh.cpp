@@ -94,27 +94,39 @@ std::vector<int> ownersOf(const std::vector<int>& vCounts)
 } // namespace
 
 /// A uniform grid over this process's points, for the ball and box queries
-/// of the other processes. It sorts the records it is given by grid cell, so
-/// that a query reads the points of a column of cells as one run of memory;
-/// visit(i) names the record at position i of that order.
+/// of the other processes. It writes the points' records sorted by grid
+/// cell, so that a query reads the points of a column of cells as one run
+/// of memory; visit(i) names the record at position i of that order.
 class PointGrid
 {
 public:
-	explicit PointGrid(std::vector<double>& vRecords)
+	/// Records (x, y, z, global index) of the points vPoints[k] with
+	/// vTake[k] go to vRecords.
+	PointGrid(const std::vector<Point3>& vPoints, const std::vector<int64_t>& vGid, const std::vector<char>& vTake,
+		std::vector<double>& vRecords)
 	{
-		const size_t num(vRecords.size() / REC);
 		const double inf(std::numeric_limits<double>::infinity());
+		size_t num(0);
 		for(int a = 0; a < 3; ++a)
 		{
 			lo[a] = inf;
 			hi[a] = -inf;
-			for(size_t i = 0; i < num; ++i)
+		}
+		for(size_t k = 0; k < vTake.size(); ++k)
+		{
+			if(!vTake[k]) continue;
+			++num;
+			const double xyz[3] = {vPoints[k].x(), vPoints[k].y(), vPoints[k].z()};
+			for(int a = 0; a < 3; ++a)
 			{
-				lo[a] = std::min(lo[a], vRecords[REC * i + a]);
-				hi[a] = std::max(hi[a], vRecords[REC * i + a]);
+				lo[a] = std::min(lo[a], xyz[a]);
+				hi[a] = std::max(hi[a], xyz[a]);
 			}
+		}
+		for(int a = 0; a < 3; ++a)
+		{
 			extent[a] = num == 0 ? 0.0 : hi[a] - lo[a];
-			margin[a] = 1e-9 * (std::fabs(lo[a]) + std::fabs(hi[a]));
+			margin[a] = num == 0 ? 0.0 : 1e-9 * (std::fabs(lo[a]) + std::fabs(hi[a]));
 		}
 		// About two points per grid cell, cells as cubic as the box allows.
 		const double volume(std::max(extent[0], 1e-300) * std::max(extent[1], 1e-300) * std::max(extent[2], 1e-300));
@@ -124,22 +136,24 @@ public:
 			dims[a] = static_cast<long>(std::min(1024.0, std::max(1.0, std::floor(extent[a] / side))));
 			scale[a] = extent[a] > 0.0 ? static_cast<double>(dims[a]) / extent[a] : 0.0;
 		}
+		// A counting sort by cell.
 		vStart.assign(static_cast<size_t>(dims[0] * dims[1] * dims[2] + 1), 0);
-		std::vector<uint32_t> vCell(num);
-		for(size_t i = 0; i < num; ++i)
+		for(size_t k = 0; k < vTake.size(); ++k)
 		{
-			vCell[i] = static_cast<uint32_t>(cellOf(&vRecords[REC * i]));
-			++vStart[vCell[i] + 1];
+			if(vTake[k]) ++vStart[cellOf(vPoints[k]) + 1];
 		}
 		for(size_t c = 1; c < vStart.size(); ++c) vStart[c] += vStart[c - 1];
-		std::vector<double> vSorted(vRecords.size());
+		vRecords.resize(REC * num);
 		std::vector<size_t> vFill(vStart.begin(), vStart.end() - 1);
-		for(size_t i = 0; i < num; ++i)
+		for(size_t k = 0; k < vTake.size(); ++k)
 		{
-			const size_t to(vFill[vCell[i]]++);
-			std::copy(&vRecords[REC * i], &vRecords[REC * i] + REC, &vSorted[REC * to]);
+			if(!vTake[k]) continue;
+			double* pTo(&vRecords[REC * vFill[cellOf(vPoints[k])]++]);
+			pTo[0] = vPoints[k].x();
+			pTo[1] = vPoints[k].y();
+			pTo[2] = vPoints[k].z();
+			pTo[3] = static_cast<double>(vGid[k]);
 		}
-		vRecords.swap(vSorted);
 	}
 
 	/// Calls visit(i) for every point in the grid cells that meet the box.
@@ -224,9 +238,9 @@ private:
 		if(!(cell > 0.0)) return 0; // also NaN and -infinity
 		return cell >= static_cast<double>(dims[a] - 1) ? dims[a] - 1 : static_cast<long>(cell);
 	}
-	size_t cellOf(const double* p) const
+	size_t cellOf(const Point3& p) const
 	{
-		return static_cast<size_t>((index(p[0], 0) * dims[1] + index(p[1], 1)) * dims[2] + index(p[2], 2));
+		return static_cast<size_t>((index(p.x(), 0) * dims[1] + index(p.y(), 1)) * dims[2] + index(p.z(), 2));
 	}
 
 	double lo[3], hi[3], extent[3], scale[3], margin[3];
@@ -407,7 +421,7 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 	// Each distinct own point once, with the smallest global index of its
 	// copies (the first copy, as the indices increase); the vertices of the
 	// other processes' points; the lowest point.
-	vOwnRecords.reserve(REC * static_cast<size_t>(numOwnSlots));
+	std::vector<char> vFirst(static_cast<size_t>(numOwnSlots), 0);
 	std::vector<Point3*> vOthers;
 	size_t lowest(0);
 	const auto lower([&](size_t i, size_t j) {
@@ -419,11 +433,11 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 	{
 		if(vHandles[k]->getIndex() >= 0) continue; // a copy of an earlier point
 		vHandles[k]->setIndex(static_cast<int>(k));
-		if(k < static_cast<size_t>(numOwnSlots))
-			vOwnRecords.insert(vOwnRecords.end(), {vPoints[k].x(), vPoints[k].y(), vPoints[k].z(), static_cast<double>(vGid[k])});
+		if(k < static_cast<size_t>(numOwnSlots)) vFirst[k] = 1;
 		else vOthers.push_back(vHandles[k]);
 		if(lower(k, lowest)) lowest = k;
 	}
+	pGrid = new PointGrid(vPoints, vGid, vFirst, vOwnRecords);
 	if(!vOwnRecords.empty()) fetched = ghostLayer();
 
 	// The first round looks only at the cells with a corner that is not
@@ -579,15 +593,8 @@ void DistributedMesh::answerBox(int q, const Box& box, std::vector<double>& vRep
 	});
 }
 
-PointGrid& DistributedMesh::grid()
-{
-	if(pGrid == nullptr) pGrid = new PointGrid(vOwnRecords);
-	return *pGrid;
-}
-
 std::vector<char>& DistributedMesh::sentTo(int q)
 {
-	grid(); // the flags follow the grid's order of the points
 	std::vector<char>& vSent(vSentTo[static_cast<size_t>(q)]);
 	if(vSent.empty()) vSent.assign(vOwnRecords.size() / REC, 0);
 	return vSent;

@@ -95,9 +95,8 @@ private:
 	/// pCorners: the cell's corners (12 coordinates), for the sphere filter.
 	bool answerBall(int q, const Ball& ball, const double* pCorners, bool bLimited, std::vector<double>& vReply);
 	void answerBox(int q, const Box& box, std::vector<double>& vReply);
-	/// The grid over the own points, built on first use (a process that
-	/// answers no query never needs it).
-	PointGrid& grid();
+	/// The grid over the own points (which orders vOwnRecords).
+	const PointGrid& grid() const { return *pGrid; }
 	/// Flags of the points already sent to process q.
 	std::vector<char>& sentTo(int q);
 	/// Hull facet (a, b, c), outer side (b-a)x(c-a): the other processes' hull
