@@ -1,5 +1,6 @@
 #include "DistributedMesh.h"
 #include "Clock.h"
+#include "Resident.h"
 
 #include <algorithm>
 #include <array>
@@ -136,24 +137,31 @@ public:
 			dims[a] = static_cast<long>(std::min(1024.0, std::max(1.0, std::floor(extent[a] / side))));
 			scale[a] = extent[a] > 0.0 ? static_cast<double>(dims[a]) / extent[a] : 0.0;
 		}
-		// A counting sort by cell.
-		vStart.assign(static_cast<size_t>(dims[0] * dims[1] * dims[2] + 1), 0);
+		// A counting sort by cell: vStart[c + 1] counts the points of cell
+		// c, then the sums make vStart[c] the first position of cell c. The
+		// placement moves each vStart[c] to the end of its cell, so a shift
+		// by one brings the starts back.
+		const size_t numCells(static_cast<size_t>(dims[0] * dims[1] * dims[2]));
+		reserveResident(vStart, numCells + 1);
+		vStart.assign(numCells + 1, 0);
 		for(size_t k = 0; k < vTake.size(); ++k)
 		{
 			if(vTake[k]) ++vStart[cellOf(vPoints[k]) + 1];
 		}
-		for(size_t c = 1; c < vStart.size(); ++c) vStart[c] += vStart[c - 1];
+		for(size_t c = 1; c <= numCells; ++c) vStart[c] += vStart[c - 1];
+		reserveResident(vRecords, REC * num);
 		vRecords.resize(REC * num);
-		std::vector<size_t> vFill(vStart.begin(), vStart.end() - 1);
 		for(size_t k = 0; k < vTake.size(); ++k)
 		{
 			if(!vTake[k]) continue;
-			double* pTo(&vRecords[REC * vFill[cellOf(vPoints[k])]++]);
+			double* pTo(&vRecords[REC * vStart[cellOf(vPoints[k])]++]);
 			pTo[0] = vPoints[k].x();
 			pTo[1] = vPoints[k].y();
 			pTo[2] = vPoints[k].z();
 			pTo[3] = static_cast<double>(vGid[k]);
 		}
+		for(size_t c = numCells; c > 0; --c) vStart[c] = vStart[c - 1];
+		vStart[0] = 0;
 	}
 
 	/// Calls visit(i) for every point in the grid cells that meet the box.
@@ -410,10 +418,13 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 {
 	// The own points come first and so take the first slots.
 	numOwnSlots = static_cast<int>(std::count(vOwner.begin(), vOwner.end(), rank));
-	vSlotGid = vGid;
-	vSlotOwner = vOwner;
+	reserveResident(vSlotGid, vGid.size());
+	vSlotGid.assign(vGid.begin(), vGid.end());
+	reserveResident(vSlotOwner, vOwner.size());
+	vSlotOwner.assign(vOwner.begin(), vOwner.end());
 	for(size_t k = static_cast<size_t>(numOwnSlots); k < vGid.size(); ++k) ghostGids.insert(vGid[k]);
 	std::vector<Point3*> vHandles;
+	reserveResident(vHandles, vPoints.size());
 	{
 		QuietOutput quiet;
 		dt.insert(vPoints, vHandles);
@@ -437,6 +448,9 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 		else vOthers.push_back(vHandles[k]);
 		if(lower(k, lowest)) lowest = k;
 	}
+	// One process alone has nobody to answer or ask: the rest prepares the
+	// rounds.
+	if(size == 1) return 0;
 	pGrid = new PointGrid(vPoints, vGid, vFirst, vOwnRecords);
 	if(!vOwnRecords.empty()) fetched = ghostLayer();
 
@@ -837,6 +851,9 @@ long DistributedMesh::reportedCells(std::vector<int64_t>* pQuads)
 {
 	std::vector<Tet3*>& vTets(vCells);
 	vTets.clear();
+	// Room for about seven cells per vertex (6.8 in uniform points), made
+	// resident at once; the library asks for more where more are needed.
+	reserveResident(vTets, 7 * vSlotGid.size());
 	dt.getTetrahedra(vTets);
 	// The reporting process of each cell goes into its custom index for the
 	// facet check that follows. A cell of own corners only is reported here;

@@ -59,7 +59,8 @@ public:
 	/// from each side, and every hull facet once. Collective; returns the
 	/// number of mismatches over all processes.
 	long countInconsistentFacets();
-	/// This process's points, each distinct point once: x, y, z, global index.
+	/// This process's points, each distinct point once: x, y, z, global index
+	/// (empty on a single process, which needs no fallback).
 	const std::vector<double>& ownPoints() const { return vOwnRecords; }
 	/// Number of cells whose circumsphere could not be bounded in floating
 	/// point (their queries went to every process, for all points).

@@ -1,4 +1,5 @@
 #include "Partition.h"
+#include "Resident.h"
 
 #include <algorithm>
 #include <limits>
@@ -83,6 +84,7 @@ void partitionPoints(const std::vector<Point3>& vPoints, int numParts, std::vect
 	split(vPoints, vSample.data(), vSample.data() + vSample.size(), 0, numParts, vTree);
 	const double inf(std::numeric_limits<double>::infinity());
 	vBoxes.assign(static_cast<size_t>(numParts), Box{{inf, inf, inf}, {-inf, -inf, -inf}});
+	reserveResident(vOwner, vPoints.size());
 	vOwner.resize(vPoints.size());
 	for(size_t i = 0; i < vPoints.size(); ++i)
 	{

@@ -20,6 +20,7 @@
 
 #include "Clock.h"
 #include "DistributedMesh.h"
+#include "Resident.h"
 #include "Output.h"
 #include "Partition.h"
 #include "PointFile.h"
@@ -182,9 +183,9 @@ int run(MPI_Comm comm, int argc, char** argv)
 	std::vector<int64_t> vGid;
 	std::vector<int> vMineOwner;
 	const size_t numOwnPoints(static_cast<size_t>(std::count(vOwner.begin(), vOwner.end(), rank)));
-	vMine.reserve(numOwnPoints + 3);
-	vGid.reserve(numOwnPoints + 3);
-	vMineOwner.reserve(numOwnPoints + 3);
+	vorn3dmpi::reserveResident(vMine, numOwnPoints + 3);
+	vorn3dmpi::reserveResident(vGid, numOwnPoints + 3);
+	vorn3dmpi::reserveResident(vMineOwner, numOwnPoints + 3);
 	const auto add([&](size_t i) {
 		vMine.emplace_back(vAll[i].x(), vAll[i].y(), vAll[i].z());
 		vGid.push_back(static_cast<int64_t>(i));
