@@ -23,8 +23,10 @@ constexpr size_t REC = 4;
 // A ball query: centre, radius, whether the answer may be cut, and the
 // cell's four corners.
 constexpr int QUERY = 17;
-// The most points one answer to a ball query carries.
+// The most points one answer to a ball query carries, and the most points
+// inside the sphere that such an answer looks at.
 constexpr size_t MAX_ANSWER = 64;
+constexpr size_t MAX_FOUND = 4 * MAX_ANSWER;
 
 // Corners of facet i (the one opposite corner i) in the order whose normal
 // (b-a)x(c-a) points out of a positively oriented cell.
@@ -164,8 +166,9 @@ public:
 		vStart[0] = 0;
 	}
 
-	/// Calls visit(i) for every point in the grid cells that meet the box.
-	template<class Visit> void visitBox(const Box& box, Visit visit) const
+	/// Calls visit(i) for every point in the grid cells that meet the box,
+	/// until a visit returns false.
+	template<class Visit, class Next> void visitBox(const Box& box, Visit visit, Next next) const
 	{
 		long from[3], to[3];
 		for(int a = 0; a < 3; ++a)
@@ -176,15 +179,16 @@ public:
 		}
 		for(long i = from[0]; i <= to[0]; ++i)
 			for(long j = from[1]; j <= to[1]; ++j)
-				visitColumn(i, j, from[2], to[2], visit);
+				if(!visitColumn(i, j, from[2], to[2], visit, next)) return;
 	}
 
 	/// Calls visit(i) for every point in the grid cells that may meet the
-	/// ball of centre c and radius r: column by column, so that a large
-	/// sphere that only grazes the points costs a sweep over its cap.
-	template<class Visit> void visitBall(const double* c, double r, Visit visit) const
+	/// ball of centre c and radius r, until a visit returns false: column by
+	/// column, so that a large sphere that only grazes the points costs a
+	/// sweep over its cap.
+	template<class Visit, class Next> void visitBall(const double* c, double r, Visit visit, Next next) const
 	{
-		if(std::isinf(r)) return visitBox(Box{{-r, -r, -r}, {r, r, r}}, visit);
+		if(std::isinf(r)) return visitBox(Box{{-r, -r, -r}, {r, r, r}}, visit, next);
 		const Box box{{c[0] - r, c[1] - r, c[2] - r}, {c[0] + r, c[1] + r, c[2] + r}};
 		long from[2], to[2];
 		for(int a = 0; a < 2; ++a)
@@ -227,18 +231,23 @@ public:
 				// An overflowing square (a sphere of astronomic size) takes
 				// the whole column.
 				const double h(rest < INFINITY ? std::sqrt(rest) * (1.0 + 1e-12) : INFINITY);
-				visitColumn(i, j, index(c[2] - h, 2), h < INFINITY ? index(c[2] + h, 2) : dims[2] - 1, visit);
+				if(!visitColumn(i, j, index(c[2] - h, 2), h < INFINITY ? index(c[2] + h, 2) : dims[2] - 1, visit, next)) return;
 			}
 		}
 	}
 
 private:
-	/// The cells k0..k1 of column (i, j) are consecutive in the order.
-	template<class Visit> void visitColumn(long i, long j, long k0, long k1, Visit& visit) const
+	/// The cells k0..k1 of column (i, j) are consecutive in the order;
+	/// next(n) skips to the first position from n on that may be visited.
+	template<class Visit, class Next> bool visitColumn(long i, long j, long k0, long k1, Visit& visit, Next& next) const
 	{
 		const size_t first(static_cast<size_t>((i * dims[1] + j) * dims[2]));
 		const size_t end(vStart[first + static_cast<size_t>(k1) + 1]);
-		for(size_t n = vStart[first + static_cast<size_t>(k0)]; n < end; ++n) visit(n);
+		for(size_t n = next(vStart[first + static_cast<size_t>(k0)]); n < end; n = next(n + 1))
+		{
+			if(!visit(n)) return false;
+		}
+		return true;
 	}
 	long index(double value, int a) const
 	{
@@ -254,6 +263,100 @@ private:
 	double lo[3], hi[3], extent[3], scale[3], margin[3];
 	long dims[3];
 	std::vector<size_t> vStart;
+};
+
+/// The other processes' hull vertices in a tree of boxes (a k-d split at
+/// medians), so that a search for the points beyond a hull facet descends
+/// only where they may be.
+class HullTree
+{
+public:
+	explicit HullTree(const std::vector<double>& vRecords): vRec(vRecords)
+	{
+		const size_t num(vRec.size() / REC);
+		vOrder.resize(num);
+		for(size_t i = 0; i < num; ++i) vOrder[i] = static_cast<uint32_t>(i);
+		if(num > 0) build(0, num);
+	}
+
+	/// Depth first, the child nearer to near first; a subtree is entered
+	/// only if keep(its box) says so, and visit(record) sees every record
+	/// of the leaves entered.
+	template<class Keep, class Visit> void search(const double* near, Keep& keep, Visit& visit) const
+	{
+		if(!vNodes.empty()) descend(0, near, keep, visit);
+	}
+
+private:
+	struct Node
+	{
+		Box box;
+		size_t begin, end;
+		int left, right; // -1 in a leaf
+	};
+
+	int build(size_t begin, size_t end)
+	{
+		const int at(static_cast<int>(vNodes.size()));
+		vNodes.push_back(Node{Box{}, begin, end, -1, -1});
+		Box box{{INFINITY, INFINITY, INFINITY}, {-INFINITY, -INFINITY, -INFINITY}};
+		for(size_t i = begin; i < end; ++i)
+		{
+			const double* p(&vRec[REC * vOrder[i]]);
+			for(int a = 0; a < 3; ++a)
+			{
+				box.lo[a] = std::min(box.lo[a], p[a]);
+				box.hi[a] = std::max(box.hi[a], p[a]);
+			}
+		}
+		vNodes[static_cast<size_t>(at)].box = box;
+		if(end - begin <= 8) return at;
+		int axis(0);
+		for(int a = 1; a < 3; ++a)
+		{
+			if(box.hi[a] - box.lo[a] > box.hi[axis] - box.lo[axis]) axis = a;
+		}
+		const size_t mid(begin + (end - begin) / 2);
+		std::nth_element(vOrder.begin() + static_cast<std::ptrdiff_t>(begin), vOrder.begin() + static_cast<std::ptrdiff_t>(mid),
+			vOrder.begin() + static_cast<std::ptrdiff_t>(end),
+			[&](uint32_t i, uint32_t j) { return vRec[REC * i + static_cast<size_t>(axis)] < vRec[REC * j + static_cast<size_t>(axis)]; });
+		const int left(build(begin, mid));
+		const int right(build(mid, end));
+		vNodes[static_cast<size_t>(at)].left = left;
+		vNodes[static_cast<size_t>(at)].right = right;
+		return at;
+	}
+
+	static double distance2(const Box& box, const double* p)
+	{
+		double d2(0.0);
+		for(int a = 0; a < 3; ++a)
+		{
+			const double g(p[a] < box.lo[a] ? box.lo[a] - p[a] : (p[a] > box.hi[a] ? p[a] - box.hi[a] : 0.0));
+			d2 += g * g;
+		}
+		return d2;
+	}
+
+	template<class Keep, class Visit> void descend(int at, const double* near, Keep& keep, Visit& visit) const
+	{
+		const Node& node(vNodes[static_cast<size_t>(at)]);
+		if(!keep(node.box)) return;
+		if(node.left < 0)
+		{
+			for(size_t i = node.begin; i < node.end; ++i) visit(static_cast<size_t>(vOrder[i]));
+			return;
+		}
+		int first(node.left), second(node.right);
+		if(distance2(vNodes[static_cast<size_t>(second)].box, near) < distance2(vNodes[static_cast<size_t>(first)].box, near))
+			std::swap(first, second);
+		descend(first, near, keep, visit);
+		descend(second, near, keep, visit);
+	}
+
+	const std::vector<double>& vRec;
+	std::vector<uint32_t> vOrder;
+	std::vector<Node> vNodes;
 };
 
 /// Finds the own points around which every Delaunay cell is small. The box
@@ -370,16 +473,17 @@ private:
 
 DistributedMesh::DistributedMesh(MPI_Comm comm_, const std::vector<Box>& vBoxes_):
 	comm(comm_), rank(0), size(1), vBoxes(vBoxes_), fetched{{0.0, 0.0, 0.0}, {-1.0, -1.0, -1.0}}, numOwnSlots(0), bAllNew(true), roundStamp(-1),
-	pGrid(nullptr), numUnbounded(0)
+	pGrid(nullptr), pHullTree(nullptr), numUnbounded(0)
 {
 	MPI_Comm_rank(comm, &rank);
 	MPI_Comm_size(comm, &size);
-	vSentTo.resize(static_cast<size_t>(size));
+	vUnsentTo.resize(static_cast<size_t>(size));
 }
 
 DistributedMesh::~DistributedMesh()
 {
 	delete pGrid;
+	delete pHullTree;
 }
 
 long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const std::vector<int>& vOwner)
@@ -552,6 +656,7 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 		vHullRecords.insert(vHullRecords.end(), &vAll[REC * r], &vAll[REC * r] + REC);
 		vHullOwner.push_back(vAllOwner[r]);
 	}
+	pHullTree = new HullTree(vHullRecords);
 	// A process whose points span no tetrahedron needs a point off their plane.
 	if(!dt.is3D()) insertRecords(vHullRecords, vHullOwner);
 	return static_cast<long>(vHullOwner.size());
@@ -559,25 +664,28 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 
 bool DistributedMesh::answerBall(int q, const Ball& ball, const double* pCorners, bool bLimited, std::vector<double>& vReply)
 {
-	std::vector<char>& vSent(sentTo(q));
+	std::vector<uint32_t>& vUnsent(unsentTo(q));
+	const auto next([&](size_t i) { return nextUnsent(vUnsent, i); });
 	std::vector<std::pair<double, size_t>>& vFound(vCandidates);
 	vFound.clear();
 	const double r(reach(ball)), r2(r * r);
+	const SphereFilter filter(pCorners);
+	// A large sphere (a flat cell near the hull, or nearly cospherical
+	// points) may hold many points; any one of them removes the cell, so
+	// with bLimited the deepest few of the first MAX_FOUND go now, and the
+	// cell asks once more, for all the rest, if it survives them.
 	grid().visitBall(ball.c, r, [&](size_t i) {
-		if(vSent[i]) return;
 		// Up to the rounding of the distance, as the ball's reach allows
 		// (an infinite ball takes every point).
 		const double* p(&vOwnRecords[REC * i]);
 		const double dx(p[0] - ball.c[0]), dy(p[1] - ball.c[1]), dz(p[2] - ball.c[2]);
 		const double dist2(dx * dx + dy * dy + dz * dz);
-		if(!(dist2 <= r2) && r2 < INFINITY) return;
+		if(!(dist2 <= r2) && r2 < INFINITY) return true;
 		// The ball is wider than the sphere; points surely outside stay.
-		if(sphereSide(pCorners, pCorners + 3, pCorners + 6, pCorners + 9, p) < 0) return;
+		if(filter.side(p) < 0) return true;
 		vFound.emplace_back(dist2, i);
-	});
-	// A large sphere (a flat cell near the hull) may hold many points; any
-	// one of them removes the cell, so the deepest few go now, and the cell
-	// asks once more, for all the rest, if it survives them.
+		return !bLimited || vFound.size() < MAX_FOUND;
+	}, next);
 	const bool bTruncated(bLimited && vFound.size() > MAX_ANSWER);
 	if(bTruncated)
 	{
@@ -586,7 +694,7 @@ bool DistributedMesh::answerBall(int q, const Ball& ball, const double* pCorners
 	}
 	for(const auto& found : vFound)
 	{
-		vSent[found.second] = 1;
+		vUnsent[found.second] = static_cast<uint32_t>(found.second + 1);
 		vReply.insert(vReply.end(), &vOwnRecords[REC * found.second], &vOwnRecords[REC * found.second] + REC);
 	}
 	return bTruncated;
@@ -594,24 +702,40 @@ bool DistributedMesh::answerBall(int q, const Ball& ball, const double* pCorners
 
 void DistributedMesh::answerBox(int q, const Box& box, std::vector<double>& vReply)
 {
+	std::vector<uint32_t>& vUnsent(unsentTo(q));
 	grid().visitBox(box, [&](size_t i) {
 		const double* p(&vOwnRecords[REC * i]);
 		for(int a = 0; a < 3; ++a)
 		{
-			if(p[a] < box.lo[a] || p[a] > box.hi[a]) return;
+			if(p[a] < box.lo[a] || p[a] > box.hi[a]) return true;
 		}
-		std::vector<char>& vSent(sentTo(q));
-		if(vSent[i]) return;
-		vSent[i] = 1;
+		vUnsent[i] = static_cast<uint32_t>(i + 1);
 		vReply.insert(vReply.end(), p, p + REC);
-	});
+		return true;
+	}, [&](size_t i) { return nextUnsent(vUnsent, i); });
 }
 
-std::vector<char>& DistributedMesh::sentTo(int q)
+std::vector<uint32_t>& DistributedMesh::unsentTo(int q)
 {
-	std::vector<char>& vSent(vSentTo[static_cast<size_t>(q)]);
-	if(vSent.empty()) vSent.assign(vOwnRecords.size() / REC, 0);
-	return vSent;
+	std::vector<uint32_t>& vUnsent(vUnsentTo[static_cast<size_t>(q)]);
+	if(vUnsent.empty())
+	{
+		vUnsent.resize(vOwnRecords.size() / REC + 1);
+		for(size_t i = 0; i < vUnsent.size(); ++i) vUnsent[i] = static_cast<uint32_t>(i);
+	}
+	return vUnsent;
+}
+
+size_t DistributedMesh::nextUnsent(std::vector<uint32_t>& vUnsent, size_t i)
+{
+	// Path halving: every link followed is shortened, so that runs of sent
+	// points are skipped in nearly constant time.
+	while(vUnsent[i] != i)
+	{
+		vUnsent[i] = vUnsent[vUnsent[i]];
+		i = vUnsent[i];
+	}
+	return i;
 }
 
 bool DistributedMesh::needsQuery(const Ball& ball, int q) const
@@ -676,22 +800,72 @@ void DistributedMesh::collectBeyond(const double* a, const double* b, const doub
 	std::vector<int>& vAddOwner)
 {
 	const GrowingSphere sphere(a, b, c);
-	const size_t num(vHullOwner.size());
-	std::vector<std::pair<double, size_t>> vCandidates;
-	double firstHi(std::numeric_limits<double>::infinity());
-	std::vector<double> vLo;
-	for(size_t r = 0; r < num; ++r)
+	// The spheres through a, b and c grow on the outer side with the key: the
+	// one of key K has its centre at C0 + K / (2 |n|^2) n (C0: the centre of
+	// the circle through a, b, c; n = (b-a)x(c-a)) and holds, on that side,
+	// the points of key below K. Once a candidate bounds the first key by
+	// firstHi, only the ball of firstHi needs a search.
+	double u[3], v[3], n[3], vn[3], nu[3], c0[3];
+	for(int i = 0; i < 3; ++i)
 	{
-		const double* p(&vHullRecords[REC * r]);
-		if(ghostGids.count(static_cast<int64_t>(p[3])) != 0) continue;
-		double lo, hi;
-		if(!sphere.keyInterval(p, lo, hi)) continue;
-		vCandidates.emplace_back(lo, r);
-		firstHi = std::min(firstHi, hi);
+		u[i] = b[i] - a[i];
+		v[i] = c[i] - a[i];
 	}
+	const auto cross([](const double* p, const double* q, double* r) {
+		r[0] = p[1] * q[2] - p[2] * q[1];
+		r[1] = p[2] * q[0] - p[0] * q[2];
+		r[2] = p[0] * q[1] - p[1] * q[0];
+	});
+	cross(u, v, n);
+	cross(v, n, vn);
+	cross(n, u, nu);
+	const double u2(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]), v2(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+	const double n2(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+	double r02(0.0), scaleOfA(0.0);
+	for(int i = 0; i < 3; ++i)
+	{
+		c0[i] = a[i] + (u2 * vn[i] + v2 * nu[i]) / (2.0 * n2);
+		r02 += (c0[i] - a[i]) * (c0[i] - a[i]);
+		scaleOfA = std::max(scaleOfA, std::fabs(a[i]));
+	}
+	const double lenUV(std::sqrt(u2 * v2));
+	double firstHi(std::numeric_limits<double>::infinity());
+	std::vector<std::pair<double, size_t>>& vFound(vCandidates);
+	vFound.clear();
+	const auto keep([&](const Box& box) {
+		// Some part of the box on the outer side, up to a wide margin for
+		// the rounding (the key's interval decides each point).
+		double maxSide(0.0), scale(scaleOfA);
+		for(int i = 0; i < 3; ++i)
+		{
+			maxSide += n[i] * ((n[i] > 0.0 ? box.hi[i] : box.lo[i]) - a[i]);
+			scale = std::max({scale, std::fabs(box.lo[i]), std::fabs(box.hi[i])});
+		}
+		if(maxSide < -1e-9 * lenUV * scale) return false;
+		if(!(firstHi < INFINITY) || !(n2 > 0.0)) return true;
+		const double t(firstHi / (2.0 * n2));
+		double centre[3], d2(0.0);
+		for(int i = 0; i < 3; ++i)
+		{
+			centre[i] = c0[i] + t * n[i];
+			const double g(centre[i] < box.lo[i] ? box.lo[i] - centre[i] : (centre[i] > box.hi[i] ? centre[i] - box.hi[i] : 0.0));
+			d2 += g * g;
+		}
+		const double r(std::sqrt(r02 + t * t * n2) * (1.0 + 1e-9) + 1e-9 * scale);
+		return !(d2 > r * r); // an overflow keeps the box
+	});
+	const auto visit([&](size_t r) {
+		const double* p(&vHullRecords[REC * r]);
+		if(ghostGids.count(static_cast<int64_t>(p[3])) != 0) return;
+		double lo, hi;
+		if(!sphere.keyInterval(p, lo, hi)) return;
+		vFound.emplace_back(lo, r);
+		firstHi = std::min(firstHi, hi);
+	});
+	pHullTree->search(c0, keep, visit);
 	// The true first point has a key at most firstHi; every candidate that
 	// may be that low is taken.
-	for(const auto& candidate : vCandidates)
+	for(const auto& candidate : vFound)
 	{
 		if(candidate.first > firstHi) continue;
 		vAdd.insert(vAdd.end(), &vHullRecords[REC * candidate.second], &vHullRecords[REC * candidate.second] + REC);
@@ -735,11 +909,13 @@ long DistributedMesh::certifyRound()
 				vAsked[q].push_back(Corners{{pTet->getCorner(0), pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)}});
 			}
 		}
+		// Every hull facet of the cell, also one without an own corner: the
+		// cell may be reported here, and its facet then counts as a hull
+		// facet of the whole set.
 		for(int i = 0; i < 4; ++i)
 		{
 			const int* f(OUTWARD[i]);
-			if(pTet->getOppTet(i) == nullptr && (aOwned[f[0]] || aOwned[f[1]] || aOwned[f[2]]))
-				collectBeyond(aXyz[f[0]], aXyz[f[1]], aXyz[f[2]], vAdd, vAddOwner);
+			if(pTet->getOppTet(i) == nullptr) collectBeyond(aXyz[f[0]], aXyz[f[1]], aXyz[f[2]], vAdd, vAddOwner);
 		}
 	});
 

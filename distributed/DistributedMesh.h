@@ -3,8 +3,8 @@
 // Each process triangulates its own points in a Vorn_3D, then fetches the
 // points of other processes that its cells need: a cell with a corner of its
 // own is final once every process whose points may reach into the cell's
-// circumsphere has sent all its points inside it, and a hull facet with a
-// corner of its own is final once no other process has a point beyond it.
+// circumsphere has sent all its points inside it, and a hull facet of such
+// a cell is final once no other process has a point beyond it.
 // Rounds repeat until no process receives anything new. A cell is then
 // reported by the process that owns its corner of smallest global index.
 #ifndef VORN3D_DISTRIBUTED_DISTRIBUTEDMESH_H
@@ -25,6 +25,7 @@
 namespace vorn3dmpi {
 
 class PointGrid;
+class HullTree;
 
 class DistributedMesh
 {
@@ -46,9 +47,10 @@ public:
 	/// box, so that the rounds start near their end. Collective; returns the
 	/// number of points received.
 	long exchangeGhostLayer();
-	/// One certification round: the first over every cell, each later one
-	/// over the cells created since the one before (the stars of the points
-	/// it added). Collective; returns the number of points added here.
+	/// One certification round: the first over every cell with a corner
+	/// that is not deep (see DeepPoints), each later one over the cells
+	/// created since the one before (the stars of the points it added).
+	/// Collective; returns the number of points added here.
 	long certifyRound();
 	/// Decides which process reports each cell and returns the number this
 	/// process reports; with pQuads, also appends their four global indices
@@ -98,8 +100,12 @@ private:
 	void answerBox(int q, const Box& box, std::vector<double>& vReply);
 	/// The grid over the own points (which orders vOwnRecords).
 	const PointGrid& grid() const { return *pGrid; }
-	/// Flags of the points already sent to process q.
-	std::vector<char>& sentTo(int q);
+	/// The points not yet sent to process q, as links in grid order: a
+	/// point i not sent links to itself, a sent one to a later point (i + 1
+	/// when it is sent, then shortcuts). Sized for the own points plus one.
+	std::vector<uint32_t>& unsentTo(int q);
+	/// The first point from position i on not sent (the size for none).
+	static size_t nextUnsent(std::vector<uint32_t>& vUnsent, size_t i);
 	/// Hull facet (a, b, c), outer side (b-a)x(c-a): the other processes' hull
 	/// vertices that may be its Delaunay neighbour are added to vAdd.
 	void collectBeyond(const double* a, const double* b, const double* c, std::vector<double>& vAdd, std::vector<int>& vAddOwner);
@@ -128,13 +134,14 @@ private:
 	std::unordered_set<int64_t> ghostGids;
 	std::vector<double> vOwnRecords;
 	PointGrid* pGrid;
-	std::vector<std::vector<char>> vSentTo;
+	std::vector<std::vector<uint32_t>> vUnsentTo;
 	// Candidates of a ball query (squared distance, point), kept for their
 	// memory.
 	std::vector<std::pair<double, size_t>> vCandidates;
 	// Other processes' hull vertices (records) and their owners.
 	std::vector<double> vHullRecords;
 	std::vector<int> vHullOwner;
+	HullTree* pHullTree;
 	// Cells whose last answer was cut short: asked again while they exist.
 	using Corners = std::array<VORN3D::Point3*, 4>;
 	std::vector<Corners> vRetry;

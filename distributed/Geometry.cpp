@@ -168,6 +168,68 @@ int sphereSide(const double* a, const double* b, const double* c, const double* 
 	return side != 0 ? side : sphereSideIn<long double>(a, b, c, d, p);
 }
 
+SphereFilter::SphereFilter(const double* pCorners): pCorner_(pCorners), o_(0.0), permO_(0.0), bUsable_(false)
+{
+	const double* a(pCorners);
+	double e[3][3], len2[3];
+	for(int i = 0; i < 3; ++i)
+	{
+		for(int k = 0; k < 3; ++k) e[i][k] = pCorners[3 * (i + 1) + k] - a[k];
+		len2[i] = e[i][0] * e[i][0] + e[i][1] * e[i][1] + e[i][2] * e[i][2];
+	}
+	// W = |B|^2 (C x D) + |C|^2 (D x B) + |D|^2 (B x C), each component with
+	// the sum of the absolute values of its products.
+	for(int k = 0; k < 3; ++k)
+	{
+		w_[k] = 0.0;
+		permW_[k] = 0.0;
+	}
+	for(int i = 0; i < 3; ++i)
+	{
+		const double* p(e[(i + 1) % 3]);
+		const double* q(e[(i + 2) % 3]);
+		const double cross[3] = {p[1] * q[2] - p[2] * q[1], p[2] * q[0] - p[0] * q[2], p[0] * q[1] - p[1] * q[0]};
+		const double crossPerm[3] = {std::fabs(p[1] * q[2]) + std::fabs(p[2] * q[1]), std::fabs(p[2] * q[0]) + std::fabs(p[0] * q[2]),
+			std::fabs(p[0] * q[1]) + std::fabs(p[1] * q[0])};
+		for(int k = 0; k < 3; ++k)
+		{
+			w_[k] += len2[i] * cross[k];
+			permW_[k] += len2[i] * crossPerm[k];
+		}
+		if(i == 0)
+		{
+			o_ = e[0][0] * cross[0] + e[0][1] * cross[1] + e[0][2] * cross[2];
+			permO_ = std::fabs(e[0][0]) * crossPerm[0] + std::fabs(e[0][1]) * crossPerm[1] + std::fabs(e[0][2]) * crossPerm[2];
+		}
+	}
+	// The orientation's sign must be sure, and no term may have overflowed
+	// or underflowed.
+	const double tiny(DBL_MIN / DBL_EPSILON * 1024);
+	bUsable_ = std::fabs(o_) > ERR * permO_ && permO_ > tiny && permO_ < INF && permW_[0] + permW_[1] + permW_[2] < INF;
+}
+
+int SphereFilter::side(const double* p) const
+{
+	if(bUsable_)
+	{
+		const double* a(pCorner_);
+		const double d[3] = {p[0] - a[0], p[1] - a[1], p[2] - a[2]};
+		const double d2(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+		const double value(o_ * d2 - (d[0] * w_[0] + d[1] * w_[1] + d[2] * w_[2]));
+		// The rounding of O and W (each within ERR of its permanent) carried
+		// through the products, and that of the products themselves.
+		const double bound(2.0 * ERR *
+			(permO_ * d2 + std::fabs(d[0]) * permW_[0] + std::fabs(d[1]) * permW_[1] + std::fabs(d[2]) * permW_[2]));
+		const double tiny(DBL_MIN / DBL_EPSILON * 1024);
+		if(std::fabs(value) > bound && bound > tiny && bound < INF)
+		{
+			// Inside when the value and the orientation differ in sign.
+			return (value < 0.0) == (o_ > 0.0) ? 1 : -1;
+		}
+	}
+	return sphereSide(pCorner_, pCorner_ + 3, pCorner_ + 6, pCorner_ + 9, p);
+}
+
 double reach(const Ball& ball)
 {
 	return ball.radius + roundingSlack(ball);

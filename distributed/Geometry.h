@@ -51,6 +51,25 @@ bool boxPartCovered(const Box& a, const Box& box, const Box& covered);
 /// error bound) cannot tell.
 int sphereSide(const double* a, const double* b, const double* c, const double* d, const double* p);
 
+/// sphereSide for one cell and many points: with P = p - a the lifted
+/// determinant is O |P|^2 - P.W (O the cell's orientation determinant, W/2O
+/// its circumcentre relative to a), so O and W are computed once, with
+/// error bounds, and a point far from the sphere is decided by a few
+/// products; the rest go to sphereSide.
+class SphereFilter
+{
+public:
+	/// pCorners: the positively oriented cell's corners, 12 coordinates.
+	explicit SphereFilter(const double* pCorners);
+	/// As sphereSide.
+	int side(const double* p) const;
+
+private:
+	const double* pCorner_;
+	double o_, permO_, w_[3], permW_[3];
+	bool bUsable_;
+};
+
 /// The spheres through a hull facet a, b, c that grow towards its outer side.
 /// For a point p on the outer side the key is the height (times a positive
 /// constant) of the centre of the sphere through a, b, c, p: the facet's
