@@ -800,60 +800,12 @@ void DistributedMesh::collectBeyond(const double* a, const double* b, const doub
 	std::vector<int>& vAddOwner)
 {
 	const GrowingSphere sphere(a, b, c);
-	// The spheres through a, b and c grow on the outer side with the key: the
-	// one of key K has its centre at C0 + K / (2 |n|^2) n (C0: the centre of
-	// the circle through a, b, c; n = (b-a)x(c-a)) and holds, on that side,
-	// the points of key below K. Once a candidate bounds the first key by
-	// firstHi, only the ball of firstHi needs a search.
-	double u[3], v[3], n[3], vn[3], nu[3], c0[3];
-	for(int i = 0; i < 3; ++i)
-	{
-		u[i] = b[i] - a[i];
-		v[i] = c[i] - a[i];
-	}
-	const auto cross([](const double* p, const double* q, double* r) {
-		r[0] = p[1] * q[2] - p[2] * q[1];
-		r[1] = p[2] * q[0] - p[0] * q[2];
-		r[2] = p[0] * q[1] - p[1] * q[0];
-	});
-	cross(u, v, n);
-	cross(v, n, vn);
-	cross(n, u, nu);
-	const double u2(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]), v2(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-	const double n2(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-	double r02(0.0), scaleOfA(0.0);
-	for(int i = 0; i < 3; ++i)
-	{
-		c0[i] = a[i] + (u2 * vn[i] + v2 * nu[i]) / (2.0 * n2);
-		r02 += (c0[i] - a[i]) * (c0[i] - a[i]);
-		scaleOfA = std::max(scaleOfA, std::fabs(a[i]));
-	}
-	const double lenUV(std::sqrt(u2 * v2));
+	// Once a candidate bounds the first key by firstHi, only the sphere of
+	// that key needs a search; the search starts near the facet.
 	double firstHi(std::numeric_limits<double>::infinity());
 	std::vector<std::pair<double, size_t>>& vFound(vCandidates);
 	vFound.clear();
-	const auto keep([&](const Box& box) {
-		// Some part of the box on the outer side, up to a wide margin for
-		// the rounding (the key's interval decides each point).
-		double maxSide(0.0), scale(scaleOfA);
-		for(int i = 0; i < 3; ++i)
-		{
-			maxSide += n[i] * ((n[i] > 0.0 ? box.hi[i] : box.lo[i]) - a[i]);
-			scale = std::max({scale, std::fabs(box.lo[i]), std::fabs(box.hi[i])});
-		}
-		if(maxSide < -1e-9 * lenUV * scale) return false;
-		if(!(firstHi < INFINITY) || !(n2 > 0.0)) return true;
-		const double t(firstHi / (2.0 * n2));
-		double centre[3], d2(0.0);
-		for(int i = 0; i < 3; ++i)
-		{
-			centre[i] = c0[i] + t * n[i];
-			const double g(centre[i] < box.lo[i] ? box.lo[i] - centre[i] : (centre[i] > box.hi[i] ? centre[i] - box.hi[i] : 0.0));
-			d2 += g * g;
-		}
-		const double r(std::sqrt(r02 + t * t * n2) * (1.0 + 1e-9) + 1e-9 * scale);
-		return !(d2 > r * r); // an overflow keeps the box
-	});
+	const auto keep([&](const Box& box) { return sphere.mayHoldKeyBelow(box, firstHi); });
 	const auto visit([&](size_t r) {
 		const double* p(&vHullRecords[REC * r]);
 		if(ghostGids.count(static_cast<int64_t>(p[3])) != 0) return;
@@ -862,7 +814,9 @@ void DistributedMesh::collectBeyond(const double* a, const double* b, const doub
 		vFound.emplace_back(lo, r);
 		firstHi = std::min(firstHi, hi);
 	});
-	pHullTree->search(c0, keep, visit);
+	double near[3];
+	sphere.circleCentre(near);
+	pHullTree->search(near, keep, visit);
 	// The true first point has a key at most firstHi; every candidate that
 	// may be that low is taken.
 	for(const auto& candidate : vFound)

@@ -329,4 +329,37 @@ bool GrowingSphere::keyInterval(const double* p, double& lo, double& hi) const
 	return true;
 }
 
+void GrowingSphere::circleCentre(double* centre) const
+{
+	// g = -2 |n|^2 (centre - a).
+	const double n2(dot(n_, n_));
+	for(int i = 0; i < 3; ++i) centre[i] = a_[i] - g_[i] / (2.0 * n2);
+}
+
+bool GrowingSphere::mayHoldKeyBelow(const Box& box, double maxKey) const
+{
+	double maxSide(0.0), scale(0.0);
+	for(int i = 0; i < 3; ++i)
+	{
+		maxSide += n_[i] * ((n_[i] > 0.0 ? box.hi[i] : box.lo[i]) - a_[i]);
+		scale = std::max({scale, std::fabs(a_[i]), std::fabs(box.lo[i]), std::fabs(box.hi[i])});
+	}
+	if(maxSide < -1e-9 * lenUV_ * scale) return false;
+	const double n2(dot(n_, n_));
+	if(!(maxKey < INF) || !(n2 > 0.0)) return true;
+	// The sphere of key K through a, b, c has its centre at a + (K n - g) /
+	// (2 |n|^2) and, g being orthogonal to n, the radius |K n - g| / (2 |n|^2);
+	// on the outer side it holds the points of smaller key.
+	double offset[3], d2(0.0);
+	for(int i = 0; i < 3; ++i)
+	{
+		offset[i] = (maxKey * n_[i] - g_[i]) / (2.0 * n2);
+		const double centre(a_[i] + offset[i]);
+		const double gap(centre < box.lo[i] ? box.lo[i] - centre : (centre > box.hi[i] ? centre - box.hi[i] : 0.0));
+		d2 += gap * gap;
+	}
+	const double r(norm(offset) * (1.0 + 1e-9) + 1e-9 * scale);
+	return !(d2 > r * r); // an overflow keeps the box
+}
+
 } // namespace vorn3dmpi

@@ -83,6 +83,13 @@ public:
 	/// contains the key of p (lo may be -infinity, hi +infinity when p is
 	/// nearly on the plane).
 	bool keyInterval(const double* p, double& lo, double& hi) const;
+	/// The centre of the circle through a, b, c.
+	void circleCentre(double* centre) const;
+	/// False when no point of the box is on the outer side (with a wide
+	/// margin for rounding), or when a key below maxKey would put the point
+	/// in the sphere of key maxKey, which misses the box. A point of key at
+	/// most maxKey (+infinity: any key) lies in every box kept.
+	bool mayHoldKeyBelow(const Box& box, double maxKey) const;
 
 private:
 	double a_[3], n_[3], g_[3];
