@@ -62,6 +62,42 @@ struct FakeCells
 	alignas(Tet3) unsigned char aStorage[64][sizeof(Tet3)];
 };
 
+
+// Tables of the key as published, one row per state s and one column per
+// octant code c, written out independently of the library's own layout.
+const int aModelDigit[12][8] = {{0, 1, 3, 2, 7, 6, 4, 5}, {0, 7, 1, 6, 3, 4, 2, 5}, {0, 3, 7, 4, 1, 2, 6, 5},
+	{2, 3, 1, 0, 5, 4, 6, 7}, {4, 3, 5, 2, 7, 0, 6, 1}, {6, 5, 1, 2, 7, 4, 0, 3}, {4, 7, 3, 0, 5, 6, 2, 1},
+	{6, 7, 5, 4, 1, 0, 2, 3}, {2, 5, 3, 4, 1, 6, 0, 7}, {2, 1, 5, 6, 3, 0, 4, 7}, {4, 5, 7, 6, 3, 2, 0, 1},
+	{6, 1, 7, 0, 5, 2, 4, 3}};
+const int aModelNext[12][8] = {{1, 2, 3, 2, 4, 5, 3, 5}, {2, 6, 0, 7, 8, 8, 0, 7}, {0, 9, 10, 9, 1, 1, 11, 11},
+	{6, 0, 6, 11, 9, 0, 9, 8}, {11, 11, 0, 7, 5, 9, 0, 7}, {4, 4, 8, 8, 0, 6, 10, 6}, {5, 7, 5, 3, 1, 1, 11, 11},
+	{6, 1, 6, 10, 9, 4, 9, 10}, {10, 3, 1, 1, 10, 3, 5, 9}, {4, 4, 8, 8, 2, 7, 2, 3}, {7, 2, 11, 2, 7, 5, 8, 5},
+	{10, 3, 2, 6, 10, 3, 4, 4}};
+
+// The key of p over the box [lo, lo + extent]: at every level the three
+// octant bits are decided against half the x extent, and each axis then
+// subtracts its own half extent.
+uint32_t modelKey(const Point3& p, const Point3& lo, const double extent[3], int numBits)
+{
+	double d[3] = {p.x() - lo.x(), p.y() - lo.y(), p.z() - lo.z()};
+	double h[3] = {extent[0], extent[1], extent[2]};
+	uint32_t key(0);
+	int state(0);
+	for(int level = numBits / 3 - 1; level >= 0; --level)
+	{
+		int code(0);
+		for(int axis = 0; axis < 3; ++axis) h[axis] /= 2;
+		for(int axis = 0; axis < 3; ++axis)
+		{
+			const bool bUpper(d[axis] >= h[0]);
+			code = 2 * code + (bUpper ? 1 : 0);
+			if(bUpper) d[axis] -= h[axis];
+		}
+		key |= uint32_t(aModelDigit[state][code]) << (3 * level);
+		state = aModelNext[state][code];
+	}
+	return key;
+}
 } // namespace
 
 // The defining property of the curve: walking the keys 0, 1, 2, ... visits
@@ -176,4 +212,83 @@ TEST(NearCell, AgreesWithAScanOfTheVertexList)
 		for(i = start; i > 0 && pExpected == nullptr; --i) pExpected = vVertices[i - 1]->getOneTet();
 		ASSERT_EQ(store.getNearTet(query), pExpected) << q;
 	}
+}
+
+// On boxes of every shape the keys, and with them the order of the vertex
+// list, follow the model: key first, then x, y, z. Points on the halving
+// planes of x are included, so that a y or z bit decided against its own
+// extent shows.
+class BoxShapes : public ::testing::TestWithParam<std::tuple<double, double, double>>
+{
+};
+
+TEST_P(BoxShapes, VertexOrderFollowsTheKeyModel)
+{
+	const double extent[3] = {std::get<0>(GetParam()), std::get<1>(GetParam()), std::get<2>(GetParam())};
+	const Point3 lo(-1.0, 2.0, 0.5);
+	HC3 store;
+	setBox(store, lo, Point3(lo.x() + extent[0], lo.y() + extent[1], lo.z() + extent[2]));
+	std::mt19937 rng(17);
+	std::uniform_real_distribution<double> unit(0.0, 1.0);
+	std::vector<Point3> vInput;
+	for(int i = 0; i < 2000; ++i)
+	{
+		double c[3];
+		for(int axis = 0; axis < 3; ++axis)
+		{
+			c[axis] = unit(rng) * extent[axis];
+			// Every fourth coordinate a multiple of x's halving steps.
+			if(i % 4 == axis) c[axis] = std::floor(unit(rng) * 8) * extent[0] / 8;
+			c[axis] = std::min(c[axis], extent[axis] * 0.999);
+		}
+		vInput.push_back(Point3(lo.x() + c[0], lo.y() + c[1], lo.z() + c[2]));
+	}
+	std::vector<Point3*> vHandles, vOrdered, vVertices;
+	store.insert(vInput, vHandles, vOrdered);
+	std::vector<std::tuple<uint32_t, Coords>> vExpected;
+	for(const Point3& p : vInput)
+	{
+		const uint32_t key(modelKey(p, lo, extent, store.getNumBits()));
+		ASSERT_EQ(store.getKey(p), key) << p;
+		vExpected.push_back(std::make_tuple(key, coordsOf(p)));
+	}
+	std::sort(vExpected.begin(), vExpected.end());
+	vExpected.erase(std::unique(vExpected.begin(), vExpected.end()), vExpected.end());
+	store.getVertices(vVertices);
+	ASSERT_EQ(vVertices.size(), vExpected.size() + 2);
+	// The two points that set the box are not in vExpected.
+	size_t next(0);
+	for(const Point3* pV : vVertices)
+		if(next < vExpected.size() && coordsOf(*pV) == std::get<1>(vExpected[next])) ++next;
+	EXPECT_EQ(next, vExpected.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, BoxShapes,
+	::testing::Values(std::make_tuple(1.0, 1.0, 1.0), std::make_tuple(1.0, 5.0, 0.25), std::make_tuple(3.0, 1.0, 1024.0)));
+
+// In a fresh process the first bulk insertion that grows a box enlarges it
+// by a tenth, every later one by its full range, single insertions always
+// by the full range.
+static int enlargementsOfAFreshProcess()
+{
+	bool bOk(HC3::isFirstBulkEnlargementPending());
+	Tet3* pDup(nullptr);
+	HC3 single;
+	single.insert(Point3(0, 0, 0), pDup);
+	single.insert(Point3(10, 10, 10), pDup);
+	bOk = bOk && single.getBox().getMinPoint() == Point3(-5, -5, -5) && HC3::isFirstBulkEnlargementPending();
+	HC3 store;
+	std::vector<Point3*> vHandles, vOrdered;
+	store.insert(std::vector<Point3>{Point3(0, 0, 0), Point3(10, 10, 10)}, vHandles, vOrdered);
+	bOk = bOk && store.getBox().getMinPoint() == Point3(-0.5, -0.5, -0.5) &&
+		store.getBox().getMaxPoint() == Point3(10.5, 10.5, 10.5) && !HC3::isFirstBulkEnlargementPending();
+	vHandles.clear();
+	store.insert(std::vector<Point3>{Point3(20.5, 0, 0)}, vHandles, vOrdered);
+	return bOk && store.getBox().getMinPoint() == Point3(-11, -6, -6) && store.getBox().getMaxPoint() == Point3(31, 16, 16) ? 0 : 1;
+}
+
+TEST(VertexStore, FirstBulkEnlargementOfAProcessIsATenth)
+{
+	GTEST_FLAG_SET(death_test_style, "threadsafe");
+	EXPECT_EXIT(exit(enlargementsOfAFreshProcess()), ::testing::ExitedWithCode(0), "");
 }

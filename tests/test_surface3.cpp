@@ -140,8 +140,9 @@ TEST(Surface3, EachBrokenFileHasItsMessageAndLeavesTheSurfaceEmpty)
 		{binaryStl(vNaN), "\"@\" is a damaged binary STL file: triangle 2 has a non-finite coordinate"},
 		{binaryStl({}), "\"@\" contains no triangles"},
 		{"solid nothing\nendsolid nothing\n", "\"@\" contains no triangles"},
-		{binaryStl({Facet{1, 2, 3, 1, 2, 3, 4, 5, 6}, Facet{0, 0, 0, 0, 0, 0, 0, 0, 0}}),
-			"Skipped 2 degenerate triangles of \"@\" (two corners at the same position)\n\n      Surface3::readSTL(), WARNING: \"@\" "
+		{binaryStl({Facet{1, 2, 3, 1, 2, 3, 4, 5, 6}, Facet{1, 2, 3, 4, 5, 6, 1, 2, 3}, Facet{4, 5, 6, 1, 2, 3, 1, 2, 3},
+			 Facet{0, 0, 0, 0, 0, 0, 0, 0, 0}}),
+			"Skipped 4 degenerate triangles of \"@\" (two corners at the same position)\n\n      Surface3::readSTL(), WARNING: \"@\" "
 			"contains no triangles with three distinct corners"},
 		{ascii, "\"@\" is a malformed ASCII STL file, line 6: unexpected end of file, expected \"vertex\""},
 		{ascii + "vertex 0 1.2.3 0\n", "\"@\" is a malformed ASCII STL file, line 6: invalid number \"1.2.3\""},

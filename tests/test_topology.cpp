@@ -99,6 +99,7 @@ TEST_P(MeshTopology, CellFacetsEdgesAndNeighbours)
 			if(pN == nullptr) continue;
 			EXPECT_EQ(pN->getOppTet(j), pT);
 			EXPECT_EQ(pT->getIntraTetIndexInOppTet(i), j);
+			EXPECT_EQ(pN->getIntraTetIndexInOppTetForReg(pT, i), j);
 			EXPECT_EQ(pT->getOppVtxInOppTet(i, false), pN->getCorner(j));
 			EXPECT_EQ(facetCorners(pN, j), facetCorners(pT, i));
 			EXPECT_TRUE(Tet3::haveCommonFacet(pT, i, pN, j));
@@ -214,7 +215,20 @@ TEST(Tet3, CircumcentreNumbersPrintAndFatalFaults)
 	EXPECT_NE(text.str().find("): hasBeenVisited=0, ownOri=ORI3_ORIENTATION3_POSITIVE\n"), std::string::npos);
 	EXPECT_NE(text.str().find("ith=3, vertex ("), std::string::npos);
 	EXPECT_NE(text.str().find(" (NULL)\n"), std::string::npos);
-	// A cell asked for the index of a non-neighbour ends the process.
+	// A cell asked for the index of a non-neighbour ends the process, and so
+	// do two facets that differ in any one corner.
 	EXPECT_EXIT(pT->getIntraTetIndex(pT), ::testing::ExitedWithCode(1), "");
+	Point3 e(9, 9, 9);
+	for(int k = 0; k < 3; ++k)
+	{
+		Point3* aCorner[4] = {&a, &b, &c, &d};
+		int aFacet[3];
+		pT->getFacetIndices(3, aFacet[0], aFacet[1], aFacet[2]);
+		aCorner[aFacet[k]] = &e;
+		vtest::StdoutCapture quiet;
+		Tet3 other;
+		other.setProperties(aCorner[0], aCorner[1], aCorner[2], aCorner[3]);
+		EXPECT_EXIT(Tet3::haveCommonFacet(pT, 3, &other, 3), ::testing::ExitedWithCode(1), "") << k;
+	}
 	delete pT;
 }
