@@ -61,11 +61,53 @@ inline bool isFinitePoint(const Point3& p)
 
 Tet3* Dt3::startTetNear(const Point3& p)
 {
+	const Point3* pVtx(startGrid.find(p));
+	if(pVtx != nullptr) return pVtx->getOneTet();
 	Tet3* pTet(hc.getNearTet(p));
 	// The store looks only forward along the curve; past its last vertex with
 	// a cell the most recent insertion's cell is as good a start as any.
 	if(pTet == nullptr) pTet = pRecentTet;
 	return pTet;
+}
+
+void Dt3::prepareStartGrid(const std::vector<Point3*>& vNew)
+{
+	const Bbox3& box(hc.getBox());
+	const size_t numExpected(std::max(hc.size(), vNew.size()));
+	const bool bSameBox(box.getMinX() == startGridBox.getMinX() && box.getMinY() == startGridBox.getMinY() &&
+		box.getMinZ() == startGridBox.getMinZ() && box.getMaxX() == startGridBox.getMaxX() &&
+		box.getMaxY() == startGridBox.getMaxY() && box.getMaxZ() == startGridBox.getMaxZ());
+	// The store enlarges its box beyond the points and the grid is laid out
+	// for twice the points it holds, so both causes come back only after the
+	// point set has grown by a constant factor: the rebuilds cost O(1) per
+	// point overall.
+	if(startGrid.isBuilt() && bSameBox && numExpected <= 2 * startGrid.getCapacity()) return;
+	startGridBox = box;
+	// The buckets cover the points themselves, not the store's larger box.
+	double aLow[3] = {std::numeric_limits<double>::max(), std::numeric_limits<double>::max(),
+		std::numeric_limits<double>::max()};
+	double aHigh[3] = {-aLow[0], -aLow[1], -aLow[2]};
+	auto addToBox = [&aLow, &aHigh](const Point3* p) {
+		const double a[3] = {p->x(), p->y(), p->z()};
+		for(int i = 0; i < 3; ++i)
+		{
+			aLow[i] = std::min(aLow[i], a[i]);
+			aHigh[i] = std::max(aHigh[i], a[i]);
+		}
+	};
+	for(const Point3* p : vNew) addToBox(p);
+	hc.findFirstVertex([&addToBox](const Point3* p) {
+		addToBox(p);
+		return false;
+	});
+	if(!(aLow[0] <= aHigh[0])) return;
+	startGrid.reset(aLow, aHigh, std::max<size_t>(numExpected, 64));
+	// Every vertex already in the mesh goes back into the new buckets.
+	StartGrid3& grid(startGrid);
+	hc.findFirstVertex([&grid](Point3* p) {
+		if(p->getOneTet() != nullptr) grid.record(p);
+		return false;
+	});
 }
 
 void Dt3::insert(std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles)
@@ -119,6 +161,7 @@ Point3* Dt3::insert(const Point3& p)
 	Point3* pVtx(hc.insert(p, pDuplicateTet));
 	if(bFullDimensional)
 	{
+		prepareStartGrid(std::vector<Point3*>());
 		Tet3* pStartTet(pDuplicateTet != nullptr ? pDuplicateTet : startTetNear(*pVtx));
 		ASSERT_CONDITION(!pStartTet->hasBeenVisited);
 		pRecentTet = insertOne(pVtx, pStartTet);
@@ -164,6 +207,7 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
 		std::cout << "Attention: triangulate has got an empty vector" << std::endl;
 		return;
 	}
+	prepareStartGrid(vVertices);
 	const size_t n(vVertices.size());
 	const int maxLevel(std::max(0, static_cast<int>(std::ceil(std::log(static_cast<double>(n)) / std::log(2.0))) - 4));
 	std::vector<std::vector<Point3*>> vBatches(static_cast<size_t>(maxLevel) + 1);
@@ -176,11 +220,11 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
 		// previous one ended.
 		if(r % 2 == 0)
 		{
-			for(size_t i = vBatch.size(); i-- > 0;) pLastTet = insertOne(vBatch[i], pLastTet);
+			for(size_t i = vBatch.size(); i-- > 0;) pLastTet = insertOne(vBatch[i], nearerStart(*vBatch[i], pLastTet));
 		}
 		else
 		{
-			for(size_t i = 0; i < vBatch.size(); ++i) pLastTet = insertOne(vBatch[i], pLastTet);
+			for(size_t i = 0; i < vBatch.size(); ++i) pLastTet = insertOne(vBatch[i], nearerStart(*vBatch[i], pLastTet));
 		}
 		pRecentTet = pLastTet;
 	}
@@ -191,6 +235,8 @@ Tet3* Dt3::insertOne(Point3*& pVtx, Tet3* pStart)
 	bInsertionOpen = true;
 	Tet3* pRet(insertOneUnguarded(pVtx, pStart));
 	bInsertionOpen = false;
+	// The vertex (or the older one that stands for it) is in the mesh now.
+	if(pVtx->getOneTet() != nullptr) startGrid.record(pVtx);
 	return pRet;
 }
 
