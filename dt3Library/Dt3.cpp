@@ -102,10 +102,19 @@ void Dt3::prepareStartGrid(const std::vector<Point3*>& vNew)
 	});
 	if(!(aLow[0] <= aHigh[0])) return;
 	startGrid.reset(aLow, aHigh, std::max<size_t>(numExpected, 64));
-	// Every vertex already in the mesh goes back into the new buckets.
+	// Every vertex already in the mesh goes back into the new buckets; those
+	// whose cell has a hull facet (hull vertices among them) only where no
+	// other vertex is.
 	StartGrid3& grid(startGrid);
 	hc.findFirstVertex([&grid](Point3* p) {
-		if(p->getOneTet() != nullptr) grid.record(p);
+		const Tet3* pTet(p->getOneTet());
+		if(pTet != nullptr && pTet->getOppTet(0) != nullptr && pTet->getOppTet(1) != nullptr &&
+			pTet->getOppTet(2) != nullptr && pTet->getOppTet(3) != nullptr)
+			grid.record(p);
+		return false;
+	});
+	hc.findFirstVertex([&grid](Point3* p) {
+		if(p->getOneTet() != nullptr) grid.recordIfEmpty(p);
 		return false;
 	});
 }
@@ -235,8 +244,6 @@ Tet3* Dt3::insertOne(Point3*& pVtx, Tet3* pStart)
 	bInsertionOpen = true;
 	Tet3* pRet(insertOneUnguarded(pVtx, pStart));
 	bInsertionOpen = false;
-	// The vertex (or the older one that stands for it) is in the mesh now.
-	if(pVtx->getOneTet() != nullptr) startGrid.record(pVtx);
 	return pRet;
 }
 
@@ -256,6 +263,10 @@ Tet3* Dt3::insertOneUnguarded(Point3*& pVtx, Tet3* pStart)
 		Tet3* pRet(insertOutsideHull(pVtx, pCurTet, locateResult));
 		ASSERT_CONDITION(pRet!=0);
 		ASSERT_CONDITION(!pRet->hasBeenVisited);
+		// A vertex on the hull is a poor start: the cells around it can be
+		// long slivers along the hull, from which a walk to a point nearby
+		// may wander far. It only fills buckets that have nothing better.
+		startGrid.recordIfEmpty(pVtx);
 		return pRet;
 	}
 	ASSERT_CONDITION(locateResult==-1);
@@ -266,7 +277,13 @@ Tet3* Dt3::insertOneUnguarded(Point3*& pVtx, Tet3* pStart)
 	markDoomed(pCurTet);
 	pCurTet->hasBeenVisited = true;
 	vStack.push_back(pCurTet);
-	return growAndFillCavity(pVtx);
+	Tet3* pRet(growAndFillCavity(pVtx));
+	// Inside the hull now and for good: the start that the grid prefers,
+	// unless its cells are long slivers (as near the flat sides of a long
+	// box), from which a walk to a point nearby may wander far.
+	if(startGrid.isCompact(pRet)) startGrid.record(pVtx);
+	else startGrid.recordIfEmpty(pVtx);
+	return pRet;
 }
 
 Tet3* Dt3::insertVertex(Point3*& pVtx, Tet3* pTet, int locateResult)

@@ -17,11 +17,13 @@
 #ifndef VORN3D_STARTGRID3_H
 #define VORN3D_STARTGRID3_H
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "Point3.h"
+#include "Tet3.h"
 
 namespace VORN3D {
 
@@ -54,6 +56,34 @@ public:
 		for(int k = 0; k < numLevels; ++k) vBuckets[slot(k, aCell)] = pVtx;
 	}
 
+	/// True when no two corners of pTet are more than maxCellSpan bucket
+	/// sides apart in any axis: a cell that is no long sliver.
+	bool isCompact(const Tet3* pTet) const
+	{
+		const Point3* p0(pTet->getCorner(0));
+		const double limit(maxCellSpan * side);
+		for(int i = 1; i < 4; ++i)
+		{
+			const Point3* p(pTet->getCorner(i));
+			if(std::fabs(p->x() - p0->x()) > limit || std::fabs(p->y() - p0->y()) > limit ||
+				std::fabs(p->z() - p0->z()) > limit)
+				return false;
+		}
+		return true;
+	}
+
+	/// Remembers pVtx on the levels where its bucket is still empty.
+	void recordIfEmpty(Point3* pVtx)
+	{
+		uint32_t aCell[3];
+		bucketOf(*pVtx, aCell);
+		for(int k = 0; k < numLevels; ++k)
+		{
+			Point3*& pSlot(vBuckets[slot(k, aCell)]);
+			if(pSlot == nullptr) pSlot = pVtx;
+		}
+	}
+
 	/// The vertex of the finest level whose bucket around q is not empty;
 	/// null when nothing is recorded or the grid is not built.
 	Point3* find(const Point3& q) const
@@ -69,6 +99,8 @@ public:
 		return nullptr;
 	}
 
+	/// Span, in bucket sides, beyond which isCompact calls a cell a sliver.
+	static constexpr double maxCellSpan = 8.0;
 	/// Points per finest bucket aimed at by reset.
 	static const size_t pointsPerBucket = 2;
 
