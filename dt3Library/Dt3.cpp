@@ -61,11 +61,62 @@ inline bool isFinitePoint(const Point3& p)
 
 Tet3* Dt3::startTetNear(const Point3& p)
 {
+	const Point3* pVtx(startGrid.find(p));
+	if(pVtx != nullptr) return pVtx->getOneTet();
 	Tet3* pTet(hc.getNearTet(p));
 	// The store looks only forward along the curve; past its last vertex with
 	// a cell the most recent insertion's cell is as good a start as any.
 	if(pTet == nullptr) pTet = pRecentTet;
 	return pTet;
+}
+
+void Dt3::prepareStartGrid(const std::vector<Point3*>& vNew)
+{
+	const Bbox3& box(hc.getBox());
+	const size_t numExpected(std::max(hc.size(), vNew.size()));
+	const bool bSameBox(box.getMinX() == startGridBox.getMinX() && box.getMinY() == startGridBox.getMinY() &&
+		box.getMinZ() == startGridBox.getMinZ() && box.getMaxX() == startGridBox.getMaxX() &&
+		box.getMaxY() == startGridBox.getMaxY() && box.getMaxZ() == startGridBox.getMaxZ());
+	// The store enlarges its box beyond the points and the grid is laid out
+	// for twice the points it holds, so both causes come back only after the
+	// point set has grown by a constant factor: the rebuilds cost O(1) per
+	// point overall.
+	if(startGrid.isBuilt() && bSameBox && numExpected <= 2 * startGrid.getCapacity()) return;
+	startGridBox = box;
+	// The buckets cover the points themselves, not the store's larger box.
+	double aLow[3] = {std::numeric_limits<double>::max(), std::numeric_limits<double>::max(),
+		std::numeric_limits<double>::max()};
+	double aHigh[3] = {-aLow[0], -aLow[1], -aLow[2]};
+	auto addToBox = [&aLow, &aHigh](const Point3* p) {
+		const double a[3] = {p->x(), p->y(), p->z()};
+		for(int i = 0; i < 3; ++i)
+		{
+			aLow[i] = std::min(aLow[i], a[i]);
+			aHigh[i] = std::max(aHigh[i], a[i]);
+		}
+	};
+	for(const Point3* p : vNew) addToBox(p);
+	hc.findFirstVertex([&addToBox](const Point3* p) {
+		addToBox(p);
+		return false;
+	});
+	if(!(aLow[0] <= aHigh[0])) return;
+	startGrid.reset(aLow, aHigh, std::max<size_t>(numExpected, 64));
+	// Every vertex already in the mesh goes back into the new buckets; those
+	// whose cell has a hull facet (hull vertices among them) only where no
+	// other vertex is.
+	StartGrid3& grid(startGrid);
+	hc.findFirstVertex([&grid](Point3* p) {
+		const Tet3* pTet(p->getOneTet());
+		if(pTet != nullptr && pTet->getOppTet(0) != nullptr && pTet->getOppTet(1) != nullptr &&
+			pTet->getOppTet(2) != nullptr && pTet->getOppTet(3) != nullptr)
+			grid.record(p);
+		return false;
+	});
+	hc.findFirstVertex([&grid](Point3* p) {
+		if(p->getOneTet() != nullptr) grid.recordIfEmpty(p);
+		return false;
+	});
 }
 
 void Dt3::insert(std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles)
@@ -119,6 +170,7 @@ Point3* Dt3::insert(const Point3& p)
 	Point3* pVtx(hc.insert(p, pDuplicateTet));
 	if(bFullDimensional)
 	{
+		prepareStartGrid(std::vector<Point3*>());
 		Tet3* pStartTet(pDuplicateTet != nullptr ? pDuplicateTet : startTetNear(*pVtx));
 		ASSERT_CONDITION(!pStartTet->hasBeenVisited);
 		pRecentTet = insertOne(pVtx, pStartTet);
@@ -164,6 +216,7 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
 		std::cout << "Attention: triangulate has got an empty vector" << std::endl;
 		return;
 	}
+	prepareStartGrid(vVertices);
 	const size_t n(vVertices.size());
 	const int maxLevel(std::max(0, static_cast<int>(std::ceil(std::log(static_cast<double>(n)) / std::log(2.0))) - 4));
 	std::vector<std::vector<Point3*>> vBatches(static_cast<size_t>(maxLevel) + 1);
@@ -176,11 +229,11 @@ void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
 		// previous one ended.
 		if(r % 2 == 0)
 		{
-			for(size_t i = vBatch.size(); i-- > 0;) pLastTet = insertOne(vBatch[i], pLastTet);
+			for(size_t i = vBatch.size(); i-- > 0;) pLastTet = insertOne(vBatch[i], nearerStart(*vBatch[i], pLastTet));
 		}
 		else
 		{
-			for(size_t i = 0; i < vBatch.size(); ++i) pLastTet = insertOne(vBatch[i], pLastTet);
+			for(size_t i = 0; i < vBatch.size(); ++i) pLastTet = insertOne(vBatch[i], nearerStart(*vBatch[i], pLastTet));
 		}
 		pRecentTet = pLastTet;
 	}
@@ -210,6 +263,10 @@ Tet3* Dt3::insertOneUnguarded(Point3*& pVtx, Tet3* pStart)
 		Tet3* pRet(insertOutsideHull(pVtx, pCurTet, locateResult));
 		ASSERT_CONDITION(pRet!=0);
 		ASSERT_CONDITION(!pRet->hasBeenVisited);
+		// A vertex on the hull is a poor start: the cells around it can be
+		// long slivers along the hull, from which a walk to a point nearby
+		// may wander far. It only fills buckets that have nothing better.
+		startGrid.recordIfEmpty(pVtx);
 		return pRet;
 	}
 	ASSERT_CONDITION(locateResult==-1);
@@ -220,7 +277,13 @@ Tet3* Dt3::insertOneUnguarded(Point3*& pVtx, Tet3* pStart)
 	markDoomed(pCurTet);
 	pCurTet->hasBeenVisited = true;
 	vStack.push_back(pCurTet);
-	return growAndFillCavity(pVtx);
+	Tet3* pRet(growAndFillCavity(pVtx));
+	// Inside the hull now and for good: the start that the grid prefers,
+	// unless its cells are long slivers (as near the flat sides of a long
+	// box), from which a walk to a point nearby may wander far.
+	if(startGrid.isCompact(pRet)) startGrid.record(pVtx);
+	else startGrid.recordIfEmpty(pVtx);
+	return pRet;
 }
 
 Tet3* Dt3::insertVertex(Point3*& pVtx, Tet3* pTet, int locateResult)

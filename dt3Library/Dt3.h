@@ -29,6 +29,7 @@
 #include "Iterators.h"
 #include "Point3.h"
 #include "SimplePool.h"
+#include "StartGrid3.h"
 #include "Tet3.h"
 #include "TrelTest3.h"
 #include "tools.h"
@@ -232,8 +233,17 @@ private:
 	/// Fills the batches of triangulate from the range [lo, hi) at level.
 	static void splitIntoBatches(const std::vector<Point3*>& vVertices, size_t lo, size_t hi, int level, int maxLevel,
 		std::vector<std::vector<Point3*>>& vBatches);
-	/// A live cell to start from when the vertex store knows none near p.
+	/// A live cell near p to start a walk from: the start grid's, else the
+	/// vertex store's, else the last cell an insertion returned.
 	Tet3* startTetNear(const Point3& p);
+	/// The nearer start for a walk to q: pLast (a live cell, normally the
+	/// last one created) or the start grid's cell, compared by the distance
+	/// of q to corner 0 of pLast and to the grid's vertex.
+	Tet3* nearerStart(const Point3& q, Tet3* pLast) const;
+	/// Lays the start grid out anew when the store's box has changed or the
+	/// store has outgrown the grid; vNew are the vertices about to be
+	/// inserted (normally already in the store).
+	void prepareStartGrid(const std::vector<Point3*>& vNew);
 	/// The rare part of locateComplete: the walks after the first watchdog.
 	int continueLongWalk(const Point3* pVtx, Tet3*& pTet);
 	/// insertOne without the bookkeeping of bInsertionOpen.
@@ -290,6 +300,10 @@ private:
 	size_t numPoolTets;
 	/// The last cell an insertion returned: live, a fallback start.
 	Tet3* pRecentTet;
+	/// Where walks start: every vertex that enters the mesh is recorded.
+	StartGrid3 startGrid;
+	/// The store's box when the start grid was laid out.
+	Bbox3 startGridBox;
 	/// True from the start of a per-point insertion until it returns. Still
 	/// true after a throw: the mesh may then be half changed, and queries
 	/// must walk it instead of trusting the pool and the visited flags.
@@ -341,6 +355,22 @@ __attribute__((always_inline)) inline SphereInclusion Dt3::sphereInclusion(const
 	// accepts a zero determinant as inside.
 	if(t.det >= errbound || -t.det >= errbound) return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
 	return predicates.sphereInclusionOutOfLine(pTet, pQ);
+}
+
+// ---- where walks start ----
+
+inline Tet3* Dt3::nearerStart(const Point3& q, Tet3* pLast) const
+{
+	const Point3* pRef(pLast->getCorner(0));
+	const double dx(q.x() - pRef->x()), dy(q.y() - pRef->y()), dz(q.z() - pRef->z());
+	const double dist2(dx * dx + dy * dy + dz * dz);
+	// Within a bucket's side the grid has nothing nearer to offer.
+	if(dist2 <= startGrid.getNearEnough2()) return pLast;
+	const Point3* pVtx(startGrid.find(q));
+	if(pVtx == nullptr) return pLast;
+	const double ex(q.x() - pVtx->x()), ey(q.y() - pVtx->y()), ez(q.z() - pVtx->z());
+	if(ex * ex + ey * ey + ez * ez < dist2) return pVtx->getOneTet();
+	return pLast;
 }
 
 // ---- the walk that does not give up ----

@@ -395,6 +395,80 @@ TEST(Queries, OrdinaryMeshLocatesAndInsertsPointsOfAnyMagnitude)
 	EXPECT_EQ(vtest::checkMeshOf(mesh.vorn, vAll), "");
 }
 
+// On a box long in one axis (the parameter), bulk insertions that stretch the
+// box, single insertions (new points and copies) and locate calls take turns.
+// Every answer of locate is checked exactly: a live cell that holds the query
+// (or has it as a corner), or null only for a query beyond a hull facet. So a
+// start for a walk that is a removed cell, or no cell of this mesh, shows.
+using LongBoxQueries = ::testing::TestWithParam<int>;
+
+TEST_P(LongBoxQueries, InterleavedInsertionsAndLocatesAgreeWithExactOracles)
+{
+	const int axis(GetParam());
+	std::mt19937 rng(77u + unsigned(axis));
+	std::uniform_real_distribution<double> u(0.0, 1.0);
+	double length(0.0);
+	// A point of the box [0,1]^3 stretched to `length` along the axis.
+	auto boxPoint = [&](double lo, double hi) {
+		double c[3] = {u(rng), u(rng), u(rng)};
+		c[axis] = lo + (hi - lo) * c[axis];
+		return Point3(c[0], c[1], c[2]);
+	};
+	Vorn_3D vorn;
+	std::vector<Point3> vAll;
+	std::vector<Tet3*> vTets;
+	auto checkLocate = [&](const Point3& q) {
+		const Tet3* pTet(vorn.locate(q));
+		if(pTet == nullptr)
+		{
+			for(const Tet3* pCell : vTets)
+				for(int i = 0; i < 4; ++i)
+				{
+					if(pCell->getOppTet(i) != nullptr) continue;
+					Point3 c[4] = {*pCell->getCorner(0), *pCell->getCorner(1), *pCell->getCorner(2), *pCell->getCorner(3)};
+					c[i] = q;
+					if(vtest::exactOrientation(c[0], c[1], c[2], c[3]) < 0) return std::string();
+				}
+			return std::string("null for a point inside the hull");
+		}
+		if(!std::binary_search(vTets.begin(), vTets.end(), pTet)) return std::string("a cell that is not in the mesh");
+		for(int i = 0; i < 4; ++i)
+		{
+			Point3 c[4] = {*pTet->getCorner(0), *pTet->getCorner(1), *pTet->getCorner(2), *pTet->getCorner(3)};
+			c[i] = q;
+			if(vtest::exactOrientation(c[0], c[1], c[2], c[3]) < 0) return std::string("a cell that does not hold it");
+		}
+		return std::string();
+	};
+	vtest::StdoutCapture quiet;
+	for(int round = 0; round < 4; ++round)
+	{
+		// Each round's bulk reaches further along the axis: a larger box.
+		const double lo(length);
+		length = 60.0 * (round + 1);
+		std::vector<Point3> vBulk;
+		for(int i = 0; i < 400 * (round + 1); ++i) vBulk.push_back(boxPoint(round == 0 ? 0.0 : lo * 0.5, length));
+		vorn.insert(vBulk);
+		vAll.insert(vAll.end(), vBulk.begin(), vBulk.end());
+		for(int i = 0; i < 30; ++i)
+		{
+			// New points, a copy of an earlier point, and one beyond the box.
+			Point3 p(i % 5 == 0 ? vAll[size_t(rng() % vAll.size())] : boxPoint(0.0, i % 7 == 0 ? 1.2 * length : length));
+			const Point3* pVtx(vorn.insert(p));
+			vAll.push_back(p);
+			vTets.clear();
+			vorn.getTetrahedra(vTets);
+			const Tet3* pAtVertex(vorn.locate(p));
+			ASSERT_TRUE(pAtVertex != nullptr && pAtVertex->hasVertex(pVtx)) << "round " << round << ", single " << i;
+			for(const Point3& q : {boxPoint(0.0, length), boxPoint(-0.1 * length, 1.3 * length)})
+				ASSERT_EQ(checkLocate(q), "") << "round " << round << ", query " << q;
+		}
+	}
+	EXPECT_EQ(vtest::checkMeshOf(vorn, vAll), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Axes, LongBoxQueries, ::testing::Values(0, 1, 2));
+
 TEST(Messages, InsertionReportsWarningsAndTheFirstCell)
 {
 	Vorn_3D vorn;
