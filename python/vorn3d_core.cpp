@@ -18,7 +18,6 @@
 #include <limits>
 #include <memory>
 #include <mutex>
-#include <sstream>
 #include <stdexcept>
 #include <streambuf>
 #include <string>
@@ -44,8 +43,10 @@ struct DelaunayError : std::runtime_error
 // whichever Python thread it comes from.
 std::mutex libraryMutex;
 
-/// Collects what the library writes to std::cout while it lives and, when
-/// asked, passes it on to the buffer it replaced.
+/// Redirects what the library writes to std::cout while it lives: passed on
+/// to the buffer it replaced when verbose, dropped otherwise. Nothing is
+/// kept, so a long run with a chatty library costs no memory; failures are
+/// reported through the exceptions themselves.
 class CoutCapture : public std::streambuf
 {
 public:
@@ -53,19 +54,16 @@ public:
 	~CoutCapture() override { std::cout.rdbuf(pPrevious); }
 	CoutCapture(const CoutCapture&) = delete;
 	CoutCapture& operator=(const CoutCapture&) = delete;
-	const std::string& text() const { return captured; }
 
 protected:
 	int overflow(int c) override
 	{
 		if(c == traits_type::eof()) return traits_type::not_eof(c);
-		captured.push_back(static_cast<char>(c));
 		if(bPassOn) pPrevious->sputc(static_cast<char>(c));
 		return c;
 	}
 	std::streamsize xsputn(const char* s, std::streamsize n) override
 	{
-		captured.append(s, static_cast<size_t>(n));
 		if(bPassOn) pPrevious->sputn(s, n);
 		return n;
 	}
@@ -74,33 +72,16 @@ protected:
 private:
 	std::streambuf* pPrevious;
 	bool bPassOn;
-	std::string captured;
 };
 
-/// The library's report of a failure: its output from the first line that
-/// names an error on, each line trimmed, joined by blanks.
-std::string failureText(const std::string& output, const char* fallback)
-{
-	std::istringstream in(output);
-	std::string line, text;
-	while(std::getline(in, line))
-	{
-		const size_t first(line.find_first_not_of(" \t"));
-		if(first == std::string::npos) continue;
-		if(text.empty() && line.find("ERROR") == std::string::npos) continue;
-		if(!text.empty()) text += ' ';
-		text += line.substr(first);
-	}
-	return text.empty() ? fallback : text;
-}
-
-/// Runs work on the library without the GIL and with its output captured.
-/// A VornException becomes ValueError when the library rejected the input,
-/// DelaunayError otherwise.
+/// Runs work on the library without the GIL and with its output redirected.
+/// Input the library rejected (VornInputError) becomes ValueError, any other
+/// VornException DelaunayError, each with the exception's own report.
 template<class Work>
 void callLibrary(bool bVerbose, Work&& work)
 {
 	std::string failure;
+	bool bBadInput(false);
 	{
 		py::gil_scoped_release noGil;
 		std::lock_guard<std::mutex> lock(libraryMutex);
@@ -109,13 +90,18 @@ void callLibrary(bool bVerbose, Work&& work)
 		{
 			work();
 		}
+		catch(const VornInputError& e)
+		{
+			failure = e.detail();
+			bBadInput = true;
+		}
 		catch(const VornException& e)
 		{
-			failure = failureText(capture.text(), e.what());
+			failure = *e.detail() != '\0' ? e.detail() : e.what();
 		}
 	}
 	if(failure.empty()) return;
-	if(failure.find("non-finite coordinate") != std::string::npos) throw py::value_error(failure);
+	if(bBadInput) throw py::value_error(failure);
 	throw DelaunayError(failure);
 }
 
