@@ -2,6 +2,9 @@
 #ifndef VORN3D_APPS_POINTFILE_H
 #define VORN3D_APPS_POINTFILE_H
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,6 +24,21 @@ bool readPoints(const std::string& fileName, std::vector<VORN3D::Point3>& vPoint
 /// name and renamed at the end, so a failed run leaves no partial file.
 bool writeVtk(const std::string& fileName, const std::vector<VORN3D::Point3*>& vVertices,
 	const std::vector<VORN3D::Tet3*>& vTets, bool bAscii, std::string& errorMessage);
+
+/// Writes tetrahedra as a VTK XML unstructured grid (.vtu): Float64 points,
+/// Int64 connectivity and offsets, UInt8 cell types (10, tetrahedron), all
+/// in appended raw binary with UInt64 block headers, so no count or size is
+/// limited to 32 bits. Point i comes from pointAt(i, xyz), the corners of
+/// cell k from cellAt(k, corners); with pGlobalIndex (numPoints values) the
+/// points also carry the point data array "GlobalIndex". Written under a
+/// temporary name and renamed at the end.
+bool writeVtu(const std::string& fileName, size_t numPoints, const std::function<void(size_t, double*)>& pointAt,
+	size_t numCells, const std::function<void(size_t, int64_t*)>& cellAt, const int64_t* pGlobalIndex,
+	std::string& errorMessage);
+
+/// The mesh as a .vtu file, points numbered in the order of vVertices.
+bool writeVtu(const std::string& fileName, const std::vector<VORN3D::Point3*>& vVertices,
+	const std::vector<VORN3D::Tet3*>& vTets, std::string& errorMessage);
 
 /// Summary of a legacy VTK file read back (for tests): point count, cell
 /// count, and whether every cell type is 10. Returns false if the file is not

@@ -2,7 +2,7 @@
 //
 //   vorn3d_demo                      1,000,000 uniform random points in a cube
 //   vorn3d_demo -n 200000 --seed 7   another size and seed
-//   vorn3d_demo cloud.xyz -o mesh.vtk          points from a file, VTK output
+//   vorn3d_demo cloud.xyz -o mesh.vtu          points from a file, VTK XML output
 //   vorn3d_demo cloud.ply -o mesh.vtk --oogl scene.list
 //
 // The summary goes to standard output (together with the library's own
@@ -33,8 +33,11 @@ const char* const USAGE =
 	"                     without it, random points uniform in the unit cube\n"
 	"  -n N               number of random points (default 1000000)\n"
 	"  --seed S           seed of the random points (default 1)\n"
-	"  -o FILE.vtk        write the tetrahedra as a legacy VTK unstructured grid\n"
-	"  --ascii            write the VTK file as text instead of binary\n"
+	"  -o FILE.vtu        write the tetrahedra as a VTK XML unstructured grid\n"
+	"                     (64-bit counts and indices; for any size)\n"
+	"  -o FILE.vtk        the same as a legacy VTK file (32-bit indices: up to\n"
+	"                     about 6e7 points)\n"
+	"  --ascii            write the legacy VTK file as text instead of binary\n"
 	"  --oogl FILE        also write an OOGL scene of all cells (for small meshes)\n"
 	"  --no-check         skip the validity check\n"
 	"  -h, --help         this text\n";
@@ -171,7 +174,10 @@ int main(int argc, char** argv)
 	{
 		progress("writing " + options.vtkFile);
 		std::string errorMessage;
-		if(!vorn3dapp::writeVtk(options.vtkFile, vVertices, vTets, options.bAscii, errorMessage))
+		const std::string& name(options.vtkFile);
+		const bool bXml(name.size() >= 4 && name.compare(name.size() - 4, 4, ".vtu") == 0);
+		if(!(bXml ? vorn3dapp::writeVtu(name, vVertices, vTets, errorMessage)
+				  : vorn3dapp::writeVtk(name, vVertices, vTets, options.bAscii, errorMessage)))
 		{
 			std::cerr << "vorn3d_demo: " << errorMessage << std::endl;
 			return 1;

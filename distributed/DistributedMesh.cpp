@@ -988,6 +988,34 @@ long DistributedMesh::reportedCells(std::vector<int64_t>* pQuads)
 	return numMine;
 }
 
+void DistributedMesh::reportedPoints(std::vector<int64_t>& vGids, std::vector<double>& vXyz) const
+{
+	std::vector<std::pair<int64_t, const Point3*>> vFound;
+	std::vector<char> vTaken(vSlotGid.size(), 0);
+	for(const Tet3* pTet : vCells)
+	{
+		if(pTet->getCustomIndex() != rank) continue;
+		for(int i = 0; i < 4; ++i)
+		{
+			const Point3* pVtx(pTet->getCorner(i));
+			char& taken(vTaken[static_cast<size_t>(pVtx->getIndex())]);
+			if(taken) continue;
+			taken = 1;
+			vFound.emplace_back(gidOf(pVtx), pVtx);
+		}
+	}
+	std::sort(vFound.begin(), vFound.end());
+	vGids.clear();
+	vXyz.clear();
+	vGids.reserve(vFound.size());
+	vXyz.reserve(3 * vFound.size());
+	for(const auto& found : vFound)
+	{
+		vGids.push_back(found.first);
+		vXyz.insert(vXyz.end(), {found.second->x(), found.second->y(), found.second->z()});
+	}
+}
+
 namespace {
 
 struct FacetKey

@@ -1,7 +1,7 @@
 // vorn3d-mpi: the Delaunay tetrahedralisation of a point file, computed by
 // several processes.
 //
-//   mpirun -np 4 vorn3d-mpi cloud.ply --cells cells.txt -o mesh.vtk
+//   mpirun -np 4 vorn3d-mpi cloud.ply --cells cells.txt -o mesh.pvtu
 //
 // Every process reads the file, takes its region of a k-d split balanced by
 // count, triangulates it and exchanges points with the others until all of
@@ -23,6 +23,7 @@
 #include "Resident.h"
 #include "Output.h"
 #include "Partition.h"
+#include "Transfer.h"
 #include "PointFile.h"
 
 using VORN3D::Point3;
@@ -32,11 +33,13 @@ using vorn3dmpi::waitingCpuSeconds;
 namespace {
 
 const char* const USAGE =
-	"usage: mpirun -np P vorn3d-mpi POINTS [--cells FILE] [-o OUT.vtk]\n"
+	"usage: mpirun -np P vorn3d-mpi POINTS [--cells FILE] [-o OUT.pvtu]\n"
 	"  POINTS        plain text \"x y z\" per line, or PLY (ASCII or binary)\n"
 	"  --cells FILE  one line per tetrahedron: four 0-based indices into POINTS\n"
 	"                (a repeated point is represented by its first occurrence)\n"
-	"  -o OUT.vtk    the tetrahedra as a binary legacy VTK unstructured grid\n";
+	"  -o OUT.pvtu   the tetrahedra as a parallel VTK XML unstructured grid: one\n"
+	"                piece OUT_<rank>.vtu per process, its points carrying their\n"
+	"                index into POINTS as \"GlobalIndex\"\n";
 
 double peakMiB()
 {
@@ -156,6 +159,11 @@ int run(MPI_Comm comm, int argc, char** argv)
 		if(rank == 0) std::fprintf(stderr, "vorn3d-mpi: no points file given\n%s", USAGE);
 		return 2;
 	}
+	if(!vtkFile.empty() && (vtkFile.size() <= 5 || vtkFile.compare(vtkFile.size() - 5, 5, ".pvtu") != 0))
+	{
+		if(rank == 0) std::fprintf(stderr, "vorn3d-mpi: -o needs a file name ending in .pvtu\n%s", USAGE);
+		return 2;
+	}
 
 	if(rank == 0)
 	{
@@ -201,8 +209,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	}
 	const size_t numPoints(vAll.size());
 	std::vector<int>().swap(vOwner);
-	// Only the VTK writer needs all points again, and only on rank 0.
-	if(vtkFile.empty() || rank != 0) std::vector<Point3>().swap(vAll);
+	std::vector<Point3>().swap(vAll);
 	report.end("partition", 0);
 
 	vorn3dmpi::DistributedMesh mesh(comm, vBoxes);
@@ -217,6 +224,10 @@ int run(MPI_Comm comm, int argc, char** argv)
 	// The cells' indices are collected only for an output that needs them.
 	std::vector<int64_t> vQuads;
 	const long numMine(mesh.reportedCells(cellsFile.empty() && vtkFile.empty() ? nullptr : &vQuads));
+	// The points of the cells reported here, for the output's pieces.
+	std::vector<int64_t> vPieceGids;
+	std::vector<double> vPieceXyz;
+	if(!vtkFile.empty()) mesh.reportedPoints(vPieceGids, vPieceXyz);
 	const long numBad(mesh.countInconsistentFacets());
 	report.end("cells and facet check", 0);
 	if(numBad > 0)
@@ -227,12 +238,19 @@ int run(MPI_Comm comm, int argc, char** argv)
 			std::printf("  fallback: %ld facet%s reported inconsistently; all points triangulated on rank 0\n", numBad,
 				numBad == 1 ? "" : "s");
 		vorn3dmpi::triangulateOnRoot(comm, mesh.ownPoints(), vQuads);
+		if(!vtkFile.empty())
+		{
+			// Rank 0 reports every cell: its piece takes all points.
+			std::vector<int64_t> vCounts;
+			const std::vector<double> vRecords(vorn3dmpi::gatherWords(comm, 0, mesh.ownPoints(), vCounts));
+			vorn3dmpi::recordsToPiece(vRecords, vPieceGids, vPieceXyz);
+		}
 		report.end("fallback on rank 0", static_cast<long>(rank == 0 ? 0 : mesh.ownPoints().size() / 4));
 	}
 
 	bool bWritten(true);
 	if(!cellsFile.empty()) bWritten = vorn3dmpi::writeCells(comm, cellsFile, vQuads) && bWritten;
-	if(!vtkFile.empty()) bWritten = vorn3dmpi::writeVtk(comm, vtkFile, vAll, vQuads) && bWritten;
+	if(!vtkFile.empty()) bWritten = vorn3dmpi::writePvtu(comm, vtkFile, vQuads, vPieceGids, vPieceXyz) && bWritten;
 	report.end("output", 0);
 
 	long long myCells(numBad > 0 ? static_cast<long long>(vQuads.size() / 4) : numMine), numCells(0);

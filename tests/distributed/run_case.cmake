@@ -10,7 +10,7 @@ function(run)
   set(out "${out}" PARENT_SCOPE)
 endfunction()
 run(${CHECK} gen ${KIND} ${COUNT} points.xyz)
-run(${MPIEXEC} --allow-run-as-root --oversubscribe -np ${NP} ${PROGRAM} points.xyz --cells cells.txt -o mesh.vtk)
+run(${MPIEXEC} --allow-run-as-root --oversubscribe -np ${NP} ${PROGRAM} points.xyz --cells cells.txt -o mesh.pvtu)
 # Points in general position are certified by the processes themselves: the
 # whole set on rank 0 would hide a fault of the distributed path.
 if(MODE STREQUAL "same" AND out MATCHES "fallback")
