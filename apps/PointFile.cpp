@@ -199,15 +199,29 @@ double decodeScalar(const unsigned char* pData, int size, char kind, bool bSwap)
 	}
 }
 
-bool readPly(const std::string& fileName, const std::string& content, std::vector<Point3>& vPoints,
-	std::string& errorMessage)
+/// The header of a PLY file at the start of content: its format, elements,
+/// the vertex element with the positions of x, y and z among its
+/// properties, and where the data starts (pos, lineNumber).
+struct PlyHeader
 {
-	// Header: one keyword line at a time up to end_header.
-	PlyFormat format(PLY_ASCII);
-	bool bHasFormat(false);
+	PlyFormat format = PLY_ASCII;
 	std::vector<PlyElement> vElements;
-	size_t pos(0);
-	size_t lineNumber(0);
+	size_t pos = 0;
+	size_t lineNumber = 0;
+	int vertexElement = -1;
+	int aXyz[3] = {-1, -1, -1};
+};
+
+bool parsePlyHeader(const std::string& fileName, const std::string& content, PlyHeader& header, std::string& errorMessage)
+{
+	PlyFormat& format(header.format);
+	std::vector<PlyElement>& vElements(header.vElements);
+	size_t& pos(header.pos);
+	size_t& lineNumber(header.lineNumber);
+	int& vertexElement(header.vertexElement);
+	int* aXyz(header.aXyz);
+	// One keyword line at a time up to end_header.
+	bool bHasFormat(false);
 	bool bHeaderDone(false);
 	while(pos < content.size())
 	{
@@ -313,8 +327,6 @@ bool readPly(const std::string& fileName, const std::string& content, std::vecto
 		return false;
 	}
 
-	int vertexElement(-1);
-	int aXyz[3] = {-1, -1, -1};
 	for(size_t e = 0; e < vElements.size(); ++e)
 	{
 		if(vElements[e].name != "vertex") continue;
@@ -334,6 +346,20 @@ bool readPly(const std::string& fileName, const std::string& content, std::vecto
 		errorMessage = fileName + ": PLY file has no vertex element with x, y and z";
 		return false;
 	}
+	return true;
+}
+
+bool readPly(const std::string& fileName, const std::string& content, std::vector<Point3>& vPoints,
+	std::string& errorMessage)
+{
+	PlyHeader header;
+	if(!parsePlyHeader(fileName, content, header, errorMessage)) return false;
+	const PlyFormat format(header.format);
+	const std::vector<PlyElement>& vElements(header.vElements);
+	size_t pos(header.pos);
+	size_t lineNumber(header.lineNumber);
+	const int vertexElement(header.vertexElement);
+	const int* aXyz(header.aXyz);
 
 	const PlyElement& vertices(vElements[vertexElement]);
 	vPoints.reserve(vPoints.size() + static_cast<size_t>(vertices.count));
@@ -463,6 +489,99 @@ bool readPoints(const std::string& fileName, std::vector<Point3>& vPoints, std::
 	}
 	if(content.compare(0, 3, "ply") == 0) return readPly(fileName, content, vPoints, errorMessage);
 	return readText(fileName, content, vPoints, errorMessage);
+}
+
+bool binaryPlyLayout(const std::string& fileName, const std::string& head, PlyLayout& layout, std::string& errorMessage)
+{
+	if(head.compare(0, 3, "ply") != 0)
+	{
+		errorMessage = fileName + ": not a PLY file";
+		return false;
+	}
+	PlyHeader header;
+	if(!parsePlyHeader(fileName, head, header, errorMessage)) return false;
+	if(header.format == PLY_ASCII)
+	{
+		errorMessage = fileName + ": an ASCII PLY file, not binary";
+		return false;
+	}
+	if(header.vertexElement != 0)
+	{
+		errorMessage = fileName + ": the vertex element is not the first element";
+		return false;
+	}
+	layout = PlyLayout();
+	layout.dataStart = header.pos;
+	layout.numVertices = static_cast<uint64_t>(header.vElements[0].count);
+	layout.bSwap = (header.format == PLY_BINARY_LE) != hostIsLittleEndian();
+	const std::vector<PlyProperty>& vProperties(header.vElements[0].vProperties);
+	for(size_t p = 0; p < vProperties.size(); ++p)
+	{
+		if(vProperties[p].bList)
+		{
+			errorMessage = fileName + ": the vertex element has a list property";
+			return false;
+		}
+		for(int k = 0; k < 3; ++k)
+		{
+			if(header.aXyz[k] != static_cast<int>(p)) continue;
+			layout.aOffset[k] = layout.recordBytes;
+			layout.aSize[k] = vProperties[p].size;
+			layout.aKind[k] = vProperties[p].kind;
+		}
+		layout.recordBytes += static_cast<uint64_t>(vProperties[p].size);
+	}
+	return true;
+}
+
+void decodePlyVertex(const PlyLayout& layout, const unsigned char* pRecord, double* pXyz)
+{
+	for(int k = 0; k < 3; ++k) pXyz[k] = decodeScalar(pRecord + layout.aOffset[k], layout.aSize[k], layout.aKind[k], layout.bSwap);
+}
+
+bool writePly(const std::string& fileName, const std::vector<Point3>& vPoints, std::string& errorMessage)
+{
+	const std::string tmpName(fileName + ".part");
+	std::ofstream out(tmpName, std::ios::binary | std::ios::trunc);
+	if(!out)
+	{
+		errorMessage = fileName + ": cannot create output file";
+		return false;
+	}
+	out << "ply\nformat binary_little_endian 1.0\nelement vertex " << vPoints.size()
+		<< "\nproperty double x\nproperty double y\nproperty double z\nend_header\n";
+	std::vector<unsigned char> vBuffer;
+	vBuffer.reserve(1 << 22);
+	const bool bSwap(!hostIsLittleEndian());
+	for(size_t i = 0; i < vPoints.size(); ++i)
+	{
+		const double aXyz[3] = {vPoints[i].x(), vPoints[i].y(), vPoints[i].z()};
+		for(double value : aXyz)
+		{
+			unsigned char aBytes[8];
+			std::memcpy(aBytes, &value, 8);
+			for(int b = 0; b < 8; ++b) vBuffer.push_back(aBytes[bSwap ? 7 - b : b]);
+		}
+		if(vBuffer.size() >= (1u << 22) - 24 || i + 1 == vPoints.size())
+		{
+			out.write(reinterpret_cast<const char*>(vBuffer.data()), static_cast<std::streamsize>(vBuffer.size()));
+			vBuffer.clear();
+		}
+	}
+	out.close();
+	if(!out)
+	{
+		std::remove(tmpName.c_str());
+		errorMessage = fileName + ": write error";
+		return false;
+	}
+	if(std::rename(tmpName.c_str(), fileName.c_str()) != 0)
+	{
+		std::remove(tmpName.c_str());
+		errorMessage = fileName + ": cannot rename the finished file into place";
+		return false;
+	}
+	return true;
 }
 
 bool writeVtk(const std::string& fileName, const std::vector<Point3*>& vVertices, const std::vector<Tet3*>& vTets,

@@ -19,6 +19,33 @@ namespace vorn3dapp {
 /// that names the file and, where it applies, the line.
 bool readPoints(const std::string& fileName, std::vector<VORN3D::Point3>& vPoints, std::string& errorMessage);
 
+/// Where the vertices of a binary PLY file lie, for a reader that reads
+/// vertex i alone at dataStart + i * recordBytes: the vertex element comes
+/// first and has fixed-size properties only.
+struct PlyLayout
+{
+	uint64_t dataStart = 0;
+	uint64_t numVertices = 0;
+	uint64_t recordBytes = 0;
+	uint64_t aOffset[3] = {0, 0, 0}; // x, y, z within a record
+	int aSize[3] = {0, 0, 0};
+	char aKind[3] = {'f', 'f', 'f'};
+	bool bSwap = false;              // byte order differs from the host's
+};
+
+/// Reads the layout from head, the first bytes of fileName (enough to hold
+/// the header). False, with the reason in errorMessage, when the file is not
+/// a binary PLY whose vertices can be read that way.
+bool binaryPlyLayout(const std::string& fileName, const std::string& head, PlyLayout& layout, std::string& errorMessage);
+
+/// The coordinates of one vertex record laid out as layout says.
+void decodePlyVertex(const PlyLayout& layout, const unsigned char* pRecord, double* pXyz);
+
+/// Writes the points as a binary little-endian PLY file with double x, y, z:
+/// the format vorn3d-mpi reads in shares. Written under a temporary name and
+/// renamed at the end.
+bool writePly(const std::string& fileName, const std::vector<VORN3D::Point3>& vPoints, std::string& errorMessage);
+
 /// Writes the cells as a legacy VTK unstructured grid (cell type 10,
 /// tetrahedron), binary unless bAscii. The file is written under a temporary
 /// name and renamed at the end, so a failed run leaves no partial file.

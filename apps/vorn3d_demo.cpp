@@ -39,6 +39,8 @@ const char* const USAGE =
 	"                     about 6e7 points)\n"
 	"  --ascii            write the legacy VTK file as text instead of binary\n"
 	"  --oogl FILE        also write an OOGL scene of all cells (for small meshes)\n"
+	"  --write-ply FILE   only write the points as binary PLY (double x, y, z) and\n"
+	"                     stop: the input format that vorn3d-mpi reads in shares\n"
 	"  --no-check         skip the validity check\n"
 	"  -h, --help         this text\n";
 
@@ -47,6 +49,7 @@ struct Options
 	std::string inputFile;
 	std::string vtkFile;
 	std::string ooglFile;
+	std::string plyFile;
 	long numPoints = 1000000;
 	unsigned long seed = 1;
 	bool bAscii = false;
@@ -107,6 +110,10 @@ int main(int argc, char** argv)
 		{
 			if(!value(options.ooglFile)) return usageError("--oogl needs a file name");
 		}
+		else if(arg == "--write-ply")
+		{
+			if(!value(options.plyFile)) return usageError("--write-ply needs a file name");
+		}
 		else if(arg == "--ascii") options.bAscii = true;
 		else if(arg == "--no-check") options.bCheck = false;
 		else if(!arg.empty() && arg[0] == '-') return usageError("unknown option " + arg);
@@ -138,6 +145,19 @@ int main(int argc, char** argv)
 			std::cerr << "vorn3d_demo: " << errorMessage << std::endl;
 			return 1;
 		}
+	}
+
+	if(!options.plyFile.empty())
+	{
+		progress("writing " + options.plyFile);
+		std::string errorMessage;
+		if(!vorn3dapp::writePly(options.plyFile, vPoints, errorMessage))
+		{
+			std::cerr << "vorn3d_demo: " << errorMessage << std::endl;
+			return 1;
+		}
+		std::printf("  points        %zu\n  written       %s\n", vPoints.size(), options.plyFile.c_str());
+		return 0;
 	}
 
 	Vorn_3D dt;

@@ -26,4 +26,13 @@ if(TARGET vorn3d-mpi AND NOT VORN3D_SANITIZE)
       set_tests_properties(mpi.${kind}.np${np} PROPERTIES TIMEOUT 300)
     endforeach()
   endforeach()
+  # Binary PLY input, read by each process in its share only (the test
+  # checks the bytes each process read).
+  foreach(np 2 3)
+    add_test(NAME mpi.uniform_ply.np${np}
+      COMMAND ${CMAKE_COMMAND} -DCHECK=$<TARGET_FILE:check_cells> -DPROGRAM=$<TARGET_FILE:vorn3d-mpi>
+        -DDEMO=$<TARGET_FILE:vorn3d_demo> -DMPIEXEC=${MPIEXEC_EXECUTABLE} -DNP=${np} -DKIND=uniform -DCOUNT=20001
+        -DMODE=same -DWORK=${mpiDir}/uniform_ply.np${np} -P ${CMAKE_CURRENT_SOURCE_DIR}/distributed/run_case.cmake)
+    set_tests_properties(mpi.uniform_ply.np${np} PROPERTIES TIMEOUT 300)
+  endforeach()
 endif()
