@@ -207,7 +207,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 			{p.x(), p.y(), p.z(), vorn3dmpi::gidWord(share.firstIndex + static_cast<int64_t>(i))});
 	}
 	share = vorn3dmpi::InputShare();
-	const std::vector<double> vOwnWords(vorn3dmpi::exchangeWords(comm, vOut, vCounts));
+	std::vector<double> vOwnWords(vorn3dmpi::exchangeWords(comm, vOut, vCounts));
 	std::vector<std::vector<double>>().swap(vOut);
 	const long numMoved(static_cast<long>((vOwnWords.size() - static_cast<size_t>(vCounts[static_cast<size_t>(rank)])) / 4));
 
@@ -233,6 +233,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 			aBox[3 + axis] = std::max(aBox[3 + axis], vOwnWords[at + static_cast<size_t>(axis)]);
 		}
 	}
+	std::vector<double>().swap(vOwnWords);
 	std::vector<double> vAllBoxes(6 * static_cast<size_t>(size));
 	MPI_Allgather(aBox, 6, MPI_DOUBLE, vAllBoxes.data(), 6, MPI_DOUBLE, comm);
 	std::vector<vorn3dmpi::Box> vBoxes(static_cast<size_t>(size));
