@@ -3,11 +3,11 @@
 //
 //   mpirun -np 4 vorn3d-mpi cloud.ply --cells cells.txt -o mesh.pvtu
 //
-// Every process reads its block of the file, the points go to the regions
-// of a k-d split balanced by count (cut at the medians of a sample), each
-// process triangulates its region and exchanges points with the others until all of
-// its cells are certified (see DistributedMesh.h). Rank 0 prints the time,
-// the points moved and the peak memory of every phase.
+// Every process reads its block of the file; the points go to the regions
+// of a k-d split balanced by count (cut at the medians of a sample); each
+// process triangulates its region and exchanges points with the others
+// until all of its cells are certified (see DistributedMesh.h). Rank 0
+// prints the time, the points moved and the peak memory of every phase.
 #include <mpi.h>
 
 #include <algorithm>
@@ -27,7 +27,6 @@
 #include "Input.h"
 #include "Partition.h"
 #include "Transfer.h"
-#include "PointFile.h"
 
 using VORN3D::Point3;
 using vorn3dmpi::cpuSeconds;
