@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <vector>
 
 namespace vorn3dapp {
 
@@ -198,15 +199,29 @@ double decodeScalar(const unsigned char* pData, int size, char kind, bool bSwap)
 	}
 }
 
-bool readPly(const std::string& fileName, const std::string& content, std::vector<Point3>& vPoints,
-	std::string& errorMessage)
+/// The header of a PLY file at the start of content: its format, elements,
+/// the vertex element with the positions of x, y and z among its
+/// properties, and where the data starts (pos, lineNumber).
+struct PlyHeader
 {
-	// Header: one keyword line at a time up to end_header.
-	PlyFormat format(PLY_ASCII);
-	bool bHasFormat(false);
+	PlyFormat format = PLY_ASCII;
 	std::vector<PlyElement> vElements;
-	size_t pos(0);
-	size_t lineNumber(0);
+	size_t pos = 0;
+	size_t lineNumber = 0;
+	int vertexElement = -1;
+	int aXyz[3] = {-1, -1, -1};
+};
+
+bool parsePlyHeader(const std::string& fileName, const std::string& content, PlyHeader& header, std::string& errorMessage)
+{
+	PlyFormat& format(header.format);
+	std::vector<PlyElement>& vElements(header.vElements);
+	size_t& pos(header.pos);
+	size_t& lineNumber(header.lineNumber);
+	int& vertexElement(header.vertexElement);
+	int* aXyz(header.aXyz);
+	// One keyword line at a time up to end_header.
+	bool bHasFormat(false);
 	bool bHeaderDone(false);
 	while(pos < content.size())
 	{
@@ -312,8 +327,6 @@ bool readPly(const std::string& fileName, const std::string& content, std::vecto
 		return false;
 	}
 
-	int vertexElement(-1);
-	int aXyz[3] = {-1, -1, -1};
 	for(size_t e = 0; e < vElements.size(); ++e)
 	{
 		if(vElements[e].name != "vertex") continue;
@@ -333,6 +346,20 @@ bool readPly(const std::string& fileName, const std::string& content, std::vecto
 		errorMessage = fileName + ": PLY file has no vertex element with x, y and z";
 		return false;
 	}
+	return true;
+}
+
+bool readPly(const std::string& fileName, const std::string& content, std::vector<Point3>& vPoints,
+	std::string& errorMessage)
+{
+	PlyHeader header;
+	if(!parsePlyHeader(fileName, content, header, errorMessage)) return false;
+	const PlyFormat format(header.format);
+	const std::vector<PlyElement>& vElements(header.vElements);
+	size_t pos(header.pos);
+	size_t lineNumber(header.lineNumber);
+	const int vertexElement(header.vertexElement);
+	const int* aXyz(header.aXyz);
 
 	const PlyElement& vertices(vElements[vertexElement]);
 	vPoints.reserve(vPoints.size() + static_cast<size_t>(vertices.count));
@@ -464,6 +491,99 @@ bool readPoints(const std::string& fileName, std::vector<Point3>& vPoints, std::
 	return readText(fileName, content, vPoints, errorMessage);
 }
 
+bool binaryPlyLayout(const std::string& fileName, const std::string& head, PlyLayout& layout, std::string& errorMessage)
+{
+	if(head.compare(0, 3, "ply") != 0)
+	{
+		errorMessage = fileName + ": not a PLY file";
+		return false;
+	}
+	PlyHeader header;
+	if(!parsePlyHeader(fileName, head, header, errorMessage)) return false;
+	if(header.format == PLY_ASCII)
+	{
+		errorMessage = fileName + ": an ASCII PLY file, not binary";
+		return false;
+	}
+	if(header.vertexElement != 0)
+	{
+		errorMessage = fileName + ": the vertex element is not the first element";
+		return false;
+	}
+	layout = PlyLayout();
+	layout.dataStart = header.pos;
+	layout.numVertices = static_cast<uint64_t>(header.vElements[0].count);
+	layout.bSwap = (header.format == PLY_BINARY_LE) != hostIsLittleEndian();
+	const std::vector<PlyProperty>& vProperties(header.vElements[0].vProperties);
+	for(size_t p = 0; p < vProperties.size(); ++p)
+	{
+		if(vProperties[p].bList)
+		{
+			errorMessage = fileName + ": the vertex element has a list property";
+			return false;
+		}
+		for(int k = 0; k < 3; ++k)
+		{
+			if(header.aXyz[k] != static_cast<int>(p)) continue;
+			layout.aOffset[k] = layout.recordBytes;
+			layout.aSize[k] = vProperties[p].size;
+			layout.aKind[k] = vProperties[p].kind;
+		}
+		layout.recordBytes += static_cast<uint64_t>(vProperties[p].size);
+	}
+	return true;
+}
+
+void decodePlyVertex(const PlyLayout& layout, const unsigned char* pRecord, double* pXyz)
+{
+	for(int k = 0; k < 3; ++k) pXyz[k] = decodeScalar(pRecord + layout.aOffset[k], layout.aSize[k], layout.aKind[k], layout.bSwap);
+}
+
+bool writePly(const std::string& fileName, const std::vector<Point3>& vPoints, std::string& errorMessage)
+{
+	const std::string tmpName(fileName + ".part");
+	std::ofstream out(tmpName, std::ios::binary | std::ios::trunc);
+	if(!out)
+	{
+		errorMessage = fileName + ": cannot create output file";
+		return false;
+	}
+	out << "ply\nformat binary_little_endian 1.0\nelement vertex " << vPoints.size()
+		<< "\nproperty double x\nproperty double y\nproperty double z\nend_header\n";
+	std::vector<unsigned char> vBuffer;
+	vBuffer.reserve(1 << 22);
+	const bool bSwap(!hostIsLittleEndian());
+	for(size_t i = 0; i < vPoints.size(); ++i)
+	{
+		const double aXyz[3] = {vPoints[i].x(), vPoints[i].y(), vPoints[i].z()};
+		for(double value : aXyz)
+		{
+			unsigned char aBytes[8];
+			std::memcpy(aBytes, &value, 8);
+			for(int b = 0; b < 8; ++b) vBuffer.push_back(aBytes[bSwap ? 7 - b : b]);
+		}
+		if(vBuffer.size() >= (1u << 22) - 24 || i + 1 == vPoints.size())
+		{
+			out.write(reinterpret_cast<const char*>(vBuffer.data()), static_cast<std::streamsize>(vBuffer.size()));
+			vBuffer.clear();
+		}
+	}
+	out.close();
+	if(!out)
+	{
+		std::remove(tmpName.c_str());
+		errorMessage = fileName + ": write error";
+		return false;
+	}
+	if(std::rename(tmpName.c_str(), fileName.c_str()) != 0)
+	{
+		std::remove(tmpName.c_str());
+		errorMessage = fileName + ": cannot rename the finished file into place";
+		return false;
+	}
+	return true;
+}
+
 bool writeVtk(const std::string& fileName, const std::vector<Point3*>& vVertices, const std::vector<Tet3*>& vTets,
 	bool bAscii, std::string& errorMessage)
 {
@@ -535,6 +655,123 @@ bool writeVtk(const std::string& fileName, const std::vector<Point3*>& vVertices
 		return false;
 	}
 	return true;
+}
+
+bool writeVtu(const std::string& fileName, size_t numPoints, const std::function<void(size_t, double*)>& pointAt,
+	size_t numCells, const std::function<void(size_t, int64_t*)>& cellAt, const int64_t* pGlobalIndex,
+	std::string& errorMessage)
+{
+	const std::string tmpName(fileName + ".part");
+	std::ofstream out(tmpName, std::ios::binary | std::ios::trunc);
+	if(!out)
+	{
+		errorMessage = fileName + ": cannot create output file";
+		return false;
+	}
+	// Appended blocks, each a UInt64 byte count and the data: points,
+	// connectivity, offsets, types, then the optional global indices.
+	const uint64_t aBytes[5] = {24 * uint64_t(numPoints), 32 * uint64_t(numCells), 8 * uint64_t(numCells),
+		uint64_t(numCells), pGlobalIndex != nullptr ? 8 * uint64_t(numPoints) : 0};
+	uint64_t aOffset[5] = {0, 0, 0, 0, 0};
+	for(int i = 1; i < 5; ++i) aOffset[i] = aOffset[i - 1] + 8 + aBytes[i - 1];
+	out << "<?xml version=\"1.0\"?>\n"
+		<< "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\""
+		<< (hostIsLittleEndian() ? "LittleEndian" : "BigEndian") << "\" header_type=\"UInt64\">\n"
+		<< "  <UnstructuredGrid>\n"
+		<< "    <Piece NumberOfPoints=\"" << numPoints << "\" NumberOfCells=\"" << numCells << "\">\n";
+	if(pGlobalIndex != nullptr)
+	{
+		out << "      <PointData>\n"
+			<< "        <DataArray type=\"Int64\" Name=\"GlobalIndex\" format=\"appended\" offset=\"" << aOffset[4]
+			<< "\"/>\n"
+			<< "      </PointData>\n";
+	}
+	out << "      <Points>\n"
+		<< "        <DataArray type=\"Float64\" NumberOfComponents=\"3\" format=\"appended\" offset=\"0\"/>\n"
+		<< "      </Points>\n"
+		<< "      <Cells>\n"
+		<< "        <DataArray type=\"Int64\" Name=\"connectivity\" format=\"appended\" offset=\"" << aOffset[1] << "\"/>\n"
+		<< "        <DataArray type=\"Int64\" Name=\"offsets\" format=\"appended\" offset=\"" << aOffset[2] << "\"/>\n"
+		<< "        <DataArray type=\"UInt8\" Name=\"types\" format=\"appended\" offset=\"" << aOffset[3] << "\"/>\n"
+		<< "      </Cells>\n"
+		<< "    </Piece>\n"
+		<< "  </UnstructuredGrid>\n"
+		<< "  <AppendedData encoding=\"raw\">\n_";
+	// Data in pieces of a few MiB, so that no block needs a copy in memory.
+	std::vector<char> vBuffer;
+	vBuffer.reserve(1 << 22);
+	const auto put([&](const void* pData, size_t numBytes) {
+		const char* pChars(static_cast<const char*>(pData));
+		vBuffer.insert(vBuffer.end(), pChars, pChars + numBytes);
+		if(vBuffer.size() >= (1u << 22) - 64)
+		{
+			out.write(vBuffer.data(), static_cast<std::streamsize>(vBuffer.size()));
+			vBuffer.clear();
+		}
+	});
+	put(&aBytes[0], 8);
+	for(size_t i = 0; i < numPoints; ++i)
+	{
+		double aXyz[3];
+		pointAt(i, aXyz);
+		put(aXyz, sizeof(aXyz));
+	}
+	put(&aBytes[1], 8);
+	for(size_t k = 0; k < numCells; ++k)
+	{
+		int64_t aCorners[4];
+		cellAt(k, aCorners);
+		put(aCorners, sizeof(aCorners));
+	}
+	put(&aBytes[2], 8);
+	for(size_t k = 1; k <= numCells; ++k)
+	{
+		const int64_t end(4 * static_cast<int64_t>(k));
+		put(&end, sizeof(end));
+	}
+	put(&aBytes[3], 8);
+	const uint8_t tetrahedron(10);
+	for(size_t k = 0; k < numCells; ++k) put(&tetrahedron, 1);
+	if(pGlobalIndex != nullptr)
+	{
+		put(&aBytes[4], 8);
+		put(pGlobalIndex, static_cast<size_t>(aBytes[4]));
+	}
+	out.write(vBuffer.data(), static_cast<std::streamsize>(vBuffer.size()));
+	out << "\n  </AppendedData>\n</VTKFile>\n";
+	out.close();
+	if(!out)
+	{
+		std::remove(tmpName.c_str());
+		errorMessage = fileName + ": write error";
+		return false;
+	}
+	if(std::rename(tmpName.c_str(), fileName.c_str()) != 0)
+	{
+		std::remove(tmpName.c_str());
+		errorMessage = fileName + ": cannot rename the finished file into place";
+		return false;
+	}
+	return true;
+}
+
+bool writeVtu(const std::string& fileName, const std::vector<Point3*>& vVertices, const std::vector<Tet3*>& vTets,
+	std::string& errorMessage)
+{
+	// Vertex numbers for the file go into the vertices' free index field.
+	for(size_t i = 0; i < vVertices.size(); ++i) vVertices[i]->setIndex(static_cast<int>(i));
+	return writeVtu(
+		fileName, vVertices.size(),
+		[&](size_t i, double* pXyz) {
+			pXyz[0] = vVertices[i]->x();
+			pXyz[1] = vVertices[i]->y();
+			pXyz[2] = vVertices[i]->z();
+		},
+		vTets.size(),
+		[&](size_t k, int64_t* pCorners) {
+			for(int i = 0; i < 4; ++i) pCorners[i] = vTets[k]->getCorner(i)->getIndex();
+		},
+		nullptr, errorMessage);
 }
 
 bool readVtkSummary(const std::string& fileName, VtkSummary& summary, std::string& errorMessage)

@@ -2,7 +2,7 @@
 //
 //   vorn3d_demo                      1,000,000 uniform random points in a cube
 //   vorn3d_demo -n 200000 --seed 7   another size and seed
-//   vorn3d_demo cloud.xyz -o mesh.vtk          points from a file, VTK output
+//   vorn3d_demo cloud.xyz -o mesh.vtu          points from a file, VTK XML output
 //   vorn3d_demo cloud.ply -o mesh.vtk --oogl scene.list
 //
 // The summary goes to standard output (together with the library's own
@@ -33,9 +33,14 @@ const char* const USAGE =
 	"                     without it, random points uniform in the unit cube\n"
 	"  -n N               number of random points (default 1000000)\n"
 	"  --seed S           seed of the random points (default 1)\n"
-	"  -o FILE.vtk        write the tetrahedra as a legacy VTK unstructured grid\n"
-	"  --ascii            write the VTK file as text instead of binary\n"
+	"  -o FILE.vtu        write the tetrahedra as a VTK XML unstructured grid\n"
+	"                     (64-bit counts and indices; for any size)\n"
+	"  -o FILE.vtk        the same as a legacy VTK file (32-bit indices: up to\n"
+	"                     about 6e7 points)\n"
+	"  --ascii            write the legacy VTK file as text instead of binary\n"
 	"  --oogl FILE        also write an OOGL scene of all cells (for small meshes)\n"
+	"  --write-ply FILE   only write the points as binary PLY (double x, y, z) and\n"
+	"                     stop: the input format that vorn3d-mpi reads in shares\n"
 	"  --no-check         skip the validity check\n"
 	"  -h, --help         this text\n";
 
@@ -44,6 +49,7 @@ struct Options
 	std::string inputFile;
 	std::string vtkFile;
 	std::string ooglFile;
+	std::string plyFile;
 	long numPoints = 1000000;
 	unsigned long seed = 1;
 	bool bAscii = false;
@@ -104,6 +110,10 @@ int main(int argc, char** argv)
 		{
 			if(!value(options.ooglFile)) return usageError("--oogl needs a file name");
 		}
+		else if(arg == "--write-ply")
+		{
+			if(!value(options.plyFile)) return usageError("--write-ply needs a file name");
+		}
 		else if(arg == "--ascii") options.bAscii = true;
 		else if(arg == "--no-check") options.bCheck = false;
 		else if(!arg.empty() && arg[0] == '-') return usageError("unknown option " + arg);
@@ -135,6 +145,19 @@ int main(int argc, char** argv)
 			std::cerr << "vorn3d_demo: " << errorMessage << std::endl;
 			return 1;
 		}
+	}
+
+	if(!options.plyFile.empty())
+	{
+		progress("writing " + options.plyFile);
+		std::string errorMessage;
+		if(!vorn3dapp::writePly(options.plyFile, vPoints, errorMessage))
+		{
+			std::cerr << "vorn3d_demo: " << errorMessage << std::endl;
+			return 1;
+		}
+		std::printf("  points        %zu\n  written       %s\n", vPoints.size(), options.plyFile.c_str());
+		return 0;
 	}
 
 	Vorn_3D dt;
@@ -171,7 +194,10 @@ int main(int argc, char** argv)
 	{
 		progress("writing " + options.vtkFile);
 		std::string errorMessage;
-		if(!vorn3dapp::writeVtk(options.vtkFile, vVertices, vTets, options.bAscii, errorMessage))
+		const std::string& name(options.vtkFile);
+		const bool bXml(name.size() >= 4 && name.compare(name.size() - 4, 4, ".vtu") == 0);
+		if(!(bXml ? vorn3dapp::writeVtu(name, vVertices, vTets, errorMessage)
+				  : vorn3dapp::writeVtk(name, vVertices, vTets, options.bAscii, errorMessage)))
 		{
 			std::cerr << "vorn3d_demo: " << errorMessage << std::endl;
 			return 1;

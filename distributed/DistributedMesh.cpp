@@ -1,6 +1,7 @@
 #include "DistributedMesh.h"
 #include "Clock.h"
 #include "Resident.h"
+#include "Transfer.h"
 
 #include <algorithm>
 #include <array>
@@ -17,8 +18,7 @@ using VORN3D::Tet3;
 
 namespace {
 
-// A record is a point in messages: x, y, z and the global index (exact as a
-// double up to 2^53).
+// A record is a point in messages: x, y, z and the global index (gidWord).
 constexpr size_t REC = 4;
 // A ball query: centre, radius, whether the answer may be cut, and the
 // cell's four corners.
@@ -59,35 +59,15 @@ void xyz(const Point3* p, double* out)
 }
 
 /// Sends vOut[q] to every process q; returns what arrived, in rank order,
-/// with the number of doubles from each process in vCounts.
-std::vector<double> exchange(MPI_Comm comm, const std::vector<std::vector<double>>& vOut, std::vector<int>& vCounts)
+/// with the number of words from each process in vCounts.
+std::vector<double> exchange(MPI_Comm comm, const std::vector<std::vector<double>>& vOut, std::vector<int64_t>& vCounts)
 {
-	const int size(static_cast<int>(vOut.size()));
-	std::vector<int> vSendCounts(size), vSendDispl(size), vRecvDispl(size);
-	vCounts.assign(static_cast<size_t>(size), 0);
-	std::vector<double> vSend;
-	for(int q = 0; q < size; ++q)
-	{
-		vSendDispl[q] = static_cast<int>(vSend.size());
-		vSendCounts[q] = static_cast<int>(vOut[q].size());
-		vSend.insert(vSend.end(), vOut[q].begin(), vOut[q].end());
-	}
 	WaitClock clock;
-	MPI_Alltoall(vSendCounts.data(), 1, MPI_INT, vCounts.data(), 1, MPI_INT, comm);
-	int total(0);
-	for(int q = 0; q < size; ++q)
-	{
-		vRecvDispl[q] = total;
-		total += vCounts[q];
-	}
-	std::vector<double> vRecv(static_cast<size_t>(total));
-	MPI_Alltoallv(vSend.data(), vSendCounts.data(), vSendDispl.data(), MPI_DOUBLE, vRecv.data(), vCounts.data(),
-		vRecvDispl.data(), MPI_DOUBLE, comm);
-	return vRecv;
+	return exchangeWords(comm, vOut, vCounts);
 }
 
 /// The owner of every record of an exchange's answer.
-std::vector<int> ownersOf(const std::vector<int>& vCounts)
+std::vector<int> ownersOf(const std::vector<int64_t>& vCounts)
 {
 	std::vector<int> vOwner;
 	for(size_t q = 0; q < vCounts.size(); ++q) vOwner.insert(vOwner.end(), static_cast<size_t>(vCounts[q]) / REC, static_cast<int>(q));
@@ -160,7 +140,7 @@ public:
 			pTo[0] = vPoints[k].x();
 			pTo[1] = vPoints[k].y();
 			pTo[2] = vPoints[k].z();
-			pTo[3] = static_cast<double>(vGid[k]);
+			pTo[3] = gidWord(vGid[k]);
 		}
 		for(size_t c = numCells; c > 0; --c) vStart[c] = vStart[c - 1];
 		vStart[0] = 0;
@@ -496,7 +476,7 @@ long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const s
 	for(size_t r = 0; r < vOwner.size(); ++r)
 	{
 		const double* pRec(&vRecords[REC * r]);
-		const int64_t gid(static_cast<int64_t>(pRec[3]));
+		const int64_t gid(gidOfWord(pRec[3]));
 		if(vOwner[r] != rank && !ghostGids.insert(gid).second) continue;
 		vSlotGid.push_back(gid);
 		vSlotOwner.push_back(vOwner[r]);
@@ -595,7 +575,7 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 			char& taken(vTaken[static_cast<size_t>(pVtx->getIndex())]);
 			if(taken || !isOwn(pVtx)) return;
 			taken = 1;
-			vHull.insert(vHull.end(), {pVtx->x(), pVtx->y(), pVtx->z(), static_cast<double>(gidOf(pVtx))});
+			vHull.insert(vHull.end(), {pVtx->x(), pVtx->y(), pVtx->z(), gidWord(gidOf(pVtx))});
 		});
 		std::vector<Point3*> vQueue(1, vHandles[lowest]);
 		vSeen[static_cast<size_t>(vQueue[0]->getIndex())] = 1;
@@ -637,18 +617,9 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 	}
 	else vHull = vOwnRecords;
 
-	const int numMine(static_cast<int>(vHull.size()));
-	std::vector<int> vCounts(static_cast<size_t>(size)), vDispl(static_cast<size_t>(size));
+	std::vector<int64_t> vCounts;
 	WaitClock clock;
-	MPI_Allgather(&numMine, 1, MPI_INT, vCounts.data(), 1, MPI_INT, comm);
-	int total(0);
-	for(int q = 0; q < size; ++q)
-	{
-		vDispl[q] = total;
-		total += vCounts[q];
-	}
-	std::vector<double> vAll(static_cast<size_t>(total));
-	MPI_Allgatherv(vHull.data(), numMine, MPI_DOUBLE, vAll.data(), vCounts.data(), vDispl.data(), MPI_DOUBLE, comm);
+	const std::vector<double> vAll(allGatherWords(comm, vHull, vCounts));
 	const std::vector<int> vAllOwner(ownersOf(vCounts));
 	for(size_t r = 0; r < vAllOwner.size(); ++r)
 	{
@@ -780,13 +751,13 @@ long DistributedMesh::exchangeGhostLayer()
 			if(bMeets) vQueries[q].insert(vQueries[q].end(), {layer.lo[0], layer.lo[1], layer.lo[2], layer.hi[0], layer.hi[1], layer.hi[2]});
 		}
 	}
-	std::vector<int> vCounts;
+	std::vector<int64_t> vCounts;
 	const std::vector<double> vIn(exchange(comm, vQueries, vCounts));
 	std::vector<std::vector<double>> vReplies(static_cast<size_t>(size));
 	size_t at(0);
 	for(int q = 0; q < size; ++q)
 	{
-		for(int k = 0; k < vCounts[q]; k += 6, at += 6)
+		for(int64_t k = 0; k < vCounts[q]; k += 6, at += 6)
 		{
 			const Box box{{vIn[at], vIn[at + 1], vIn[at + 2]}, {vIn[at + 3], vIn[at + 4], vIn[at + 5]}};
 			answerBox(q, box, vReplies[q]);
@@ -808,7 +779,7 @@ void DistributedMesh::collectBeyond(const double* a, const double* b, const doub
 	const auto keep([&](const Box& box) { return sphere.mayHoldKeyBelow(box, firstHi); });
 	const auto visit([&](size_t r) {
 		const double* p(&vHullRecords[REC * r]);
-		if(ghostGids.count(static_cast<int64_t>(p[3])) != 0) return;
+		if(ghostGids.count(gidOfWord(p[3])) != 0) return;
 		double lo, hi;
 		if(!sphere.keyInterval(p, lo, hi)) return;
 		vFound.emplace_back(lo, r);
@@ -942,13 +913,13 @@ long DistributedMesh::certifyRound()
 	}
 	vRetry.clear();
 
-	std::vector<int> vCounts;
+	std::vector<int64_t> vCounts;
 	const std::vector<double> vIn(exchange(comm, vQueries, vCounts));
 	std::vector<std::vector<double>> vReplies(static_cast<size_t>(size)), vCut(static_cast<size_t>(size));
 	size_t at(0);
 	for(int q = 0; q < size; ++q)
 	{
-		for(int k = 0; k < vCounts[q] / QUERY; ++k, at += QUERY)
+		for(int64_t k = 0; k < vCounts[q] / QUERY; ++k, at += QUERY)
 		{
 			const Ball ball{{vIn[at], vIn[at + 1], vIn[at + 2]}, vIn[at + 3]};
 			if(answerBall(q, ball, &vIn[at + 5], vIn[at + 4] != 0.0, vReplies[q])) vCut[q].push_back(k);
@@ -960,7 +931,7 @@ long DistributedMesh::certifyRound()
 	at = 0;
 	for(int q = 0; q < size; ++q)
 	{
-		for(int k = 0; k < vCounts[q]; ++k, ++at) vRetry.push_back(vAsked[q][static_cast<size_t>(vCutIn[at])]);
+		for(int64_t k = 0; k < vCounts[q]; ++k, ++at) vRetry.push_back(vAsked[q][static_cast<size_t>(vCutIn[at])]);
 	}
 	vPoints.insert(vPoints.end(), vAdd.begin(), vAdd.end());
 	vOwner.insert(vOwner.end(), vAddOwner.begin(), vAddOwner.end());
@@ -1017,6 +988,34 @@ long DistributedMesh::reportedCells(std::vector<int64_t>* pQuads)
 	return numMine;
 }
 
+void DistributedMesh::reportedPoints(std::vector<int64_t>& vGids, std::vector<double>& vXyz) const
+{
+	std::vector<std::pair<int64_t, const Point3*>> vFound;
+	std::vector<char> vTaken(vSlotGid.size(), 0);
+	for(const Tet3* pTet : vCells)
+	{
+		if(pTet->getCustomIndex() != rank) continue;
+		for(int i = 0; i < 4; ++i)
+		{
+			const Point3* pVtx(pTet->getCorner(i));
+			char& taken(vTaken[static_cast<size_t>(pVtx->getIndex())]);
+			if(taken) continue;
+			taken = 1;
+			vFound.emplace_back(gidOf(pVtx), pVtx);
+		}
+	}
+	std::sort(vFound.begin(), vFound.end());
+	vGids.clear();
+	vXyz.clear();
+	vGids.reserve(vFound.size());
+	vXyz.reserve(3 * vFound.size());
+	for(const auto& found : vFound)
+	{
+		vGids.push_back(found.first);
+		vXyz.insert(vXyz.end(), {found.second->x(), found.second->y(), found.second->z()});
+	}
+}
+
 namespace {
 
 struct FacetKey
@@ -1065,8 +1064,8 @@ long DistributedMesh::countInconsistentFacets()
 			if(gidOf(aCorner[k]) < gidOf(pMin)) pMin = aCorner[k];
 		}
 		std::vector<double>& vTo(vOut[static_cast<size_t>(ownerOf(pMin))]);
-		vTo.insert(vTo.end(), {static_cast<double>(key.g[0]), static_cast<double>(key.g[1]),
-			static_cast<double>(key.g[2]), static_cast<double>(side + (bHull ? 2 : 0))});
+		vTo.insert(vTo.end(), {gidWord(key.g[0]), gidWord(key.g[1]), gidWord(key.g[2]),
+			static_cast<double>(side + (bHull ? 2 : 0))});
 	});
 	const auto isBorder([&](const Tet3* pTet) {
 		for(int i = 0; i < 4; ++i)
@@ -1095,13 +1094,13 @@ long DistributedMesh::countInconsistentFacets()
 			}
 		}
 	}
-	std::vector<int> vCounts;
+	std::vector<int64_t> vCounts;
 	const std::vector<double> vIn(exchange(comm, vOut, vCounts));
 	// Per facet: the number of cells on side 0, on side 1, and of hull records.
 	std::unordered_map<FacetKey, std::array<int, 3>, FacetHash> seen;
 	for(size_t at = 0; at < vIn.size(); at += 4)
 	{
-		const FacetKey key{{static_cast<int64_t>(vIn[at]), static_cast<int64_t>(vIn[at + 1]), static_cast<int64_t>(vIn[at + 2])}};
+		const FacetKey key{{gidOfWord(vIn[at]), gidOfWord(vIn[at + 1]), gidOfWord(vIn[at + 2])}};
 		const int code(static_cast<int>(vIn[at + 3]));
 		std::array<int, 3>& counts(seen.emplace(key, std::array<int, 3>{{0, 0, 0}}).first->second);
 		++counts[code & 1];
@@ -1126,17 +1125,8 @@ void triangulateOnRoot(MPI_Comm comm, const std::vector<double>& vOwnRecords, st
 	int rank(0), size(1);
 	MPI_Comm_rank(comm, &rank);
 	MPI_Comm_size(comm, &size);
-	const int numMine(static_cast<int>(vOwnRecords.size()));
-	std::vector<int> vCounts(static_cast<size_t>(size)), vDispl(static_cast<size_t>(size));
-	MPI_Gather(&numMine, 1, MPI_INT, vCounts.data(), 1, MPI_INT, 0, comm);
-	int total(0);
-	for(int q = 0; q < size; ++q)
-	{
-		vDispl[q] = total;
-		total += vCounts[q];
-	}
-	std::vector<double> vAll(rank == 0 ? static_cast<size_t>(total) : 0);
-	MPI_Gatherv(vOwnRecords.data(), numMine, MPI_DOUBLE, vAll.data(), vCounts.data(), vDispl.data(), MPI_DOUBLE, 0, comm);
+	std::vector<int64_t> vCounts;
+	const std::vector<double> vAll(gatherWords(comm, 0, vOwnRecords, vCounts));
 	vQuads.clear();
 	if(rank != 0) return;
 	std::vector<Point3> vPoints;
@@ -1153,7 +1143,7 @@ void triangulateOnRoot(MPI_Comm comm, const std::vector<double>& vOwnRecords, st
 	single.getTetrahedra(vTets);
 	for(const Tet3* pTet : vTets)
 	{
-		for(int i = 0; i < 4; ++i) vQuads.push_back(static_cast<int64_t>(vAll[REC * static_cast<size_t>(pTet->getCorner(i)->getIndex()) + 3]));
+		for(int i = 0; i < 4; ++i) vQuads.push_back(gidOfWord(vAll[REC * static_cast<size_t>(pTet->getCorner(i)->getIndex()) + 3]));
 	}
 }
 

@@ -56,6 +56,10 @@ public:
 	/// process reports; with pQuads, also appends their four global indices
 	/// each, corners in positive orientation.
 	long reportedCells(std::vector<int64_t>* pQuads);
+	/// Call after reportedCells: the distinct corners of the cells reported
+	/// here, their global indices increasing in vGids, their coordinates in
+	/// vXyz (three per point).
+	void reportedPoints(std::vector<int64_t>& vGids, std::vector<double>& vXyz) const;
 	/// Call after reportedCells (which marks the cells). Checks that every
 	/// facet between cells reported by different processes is reported once
 	/// from each side, and every hull facet once. Collective; returns the

@@ -3,16 +3,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <utility>
+
+#include "PointFile.h"
+#include "Transfer.h"
 
 namespace vorn3dmpi {
 
 namespace {
-
-void putBigEndian(std::string& out, const void* pValue, size_t numBytes)
-{
-	const unsigned char* pBytes(static_cast<const unsigned char*>(pValue));
-	for(size_t i = 0; i < numBytes; ++i) out.push_back(static_cast<char>(pBytes[numBytes - 1 - i]));
-}
 
 /// Writes every process's block one after the other, rank 0's header first
 /// and its trailer last. Collective.
@@ -77,42 +75,78 @@ bool writeCells(MPI_Comm comm, const std::string& fileName, const std::vector<in
 	return writeBlocks(comm, fileName, "", block, "");
 }
 
-bool writeVtk(MPI_Comm comm, const std::string& fileName, const std::vector<VORN3D::Point3>& vAllPoints,
-	const std::vector<int64_t>& vQuads)
+void recordsToPiece(const std::vector<double>& vRecords, std::vector<int64_t>& vGids, std::vector<double>& vXyz)
 {
-	int rank(0);
+	std::vector<std::pair<int64_t, size_t>> vOrder;
+	for(size_t at = 0; at + 4 <= vRecords.size(); at += 4) vOrder.emplace_back(gidOfWord(vRecords[at + 3]), at);
+	std::sort(vOrder.begin(), vOrder.end());
+	vGids.clear();
+	vXyz.clear();
+	for(const auto& entry : vOrder)
+	{
+		vGids.push_back(entry.first);
+		vXyz.insert(vXyz.end(), &vRecords[entry.second], &vRecords[entry.second] + 3);
+	}
+}
+
+std::string pieceName(const std::string& fileName, int rank)
+{
+	const std::string base(fileName.size() > 5 && fileName.compare(fileName.size() - 5, 5, ".pvtu") == 0
+			? fileName.substr(0, fileName.size() - 5)
+			: fileName);
+	return base + "_" + std::to_string(rank) + ".vtu";
+}
+
+bool writePvtu(MPI_Comm comm, const std::string& fileName, const std::vector<int64_t>& vQuads,
+	const std::vector<int64_t>& vGids, const std::vector<double>& vXyz)
+{
+	int rank(0), size(1);
 	MPI_Comm_rank(comm, &rank);
-	long long myCells(static_cast<long long>(vQuads.size() / 4)), numCells(0);
-	MPI_Allreduce(&myCells, &numCells, 1, MPI_LONG_LONG, MPI_SUM, comm);
-	std::string header, block, trailer;
-	if(rank == 0)
+	MPI_Comm_size(comm, &size);
+	std::string errorMessage;
+	const auto local([&](int64_t gid) {
+		return static_cast<int64_t>(std::lower_bound(vGids.begin(), vGids.end(), gid) - vGids.begin());
+	});
+	int ok(vorn3dapp::writeVtu(
+		pieceName(fileName, rank), vGids.size(), [&](size_t i, double* pXyz) { std::copy_n(&vXyz[3 * i], 3, pXyz); },
+		vQuads.size() / 4, [&](size_t k, int64_t* pCorners) {
+			for(size_t i = 0; i < 4; ++i) pCorners[i] = local(vQuads[4 * k + i]);
+		},
+		vGids.data(), errorMessage));
+	int allOk(0);
+	MPI_Allreduce(&ok, &allOk, 1, MPI_INT, MPI_MIN, comm);
+	if(rank == 0 && allOk)
 	{
-		header = "# vtk DataFile Version 3.0\nDelaunay tetrahedralisation written by vorn3d-mpi\nBINARY\n"
-				 "DATASET UNSTRUCTURED_GRID\nPOINTS " + std::to_string(vAllPoints.size()) + " double\n";
-		header.reserve(header.size() + 24 * vAllPoints.size() + 64);
-		for(const VORN3D::Point3& p : vAllPoints)
+		// Pieces are named relative to the .pvtu file's folder.
+		const uint16_t probe(1);
+		const bool bLittle(*reinterpret_cast<const unsigned char*>(&probe) == 1);
+		std::string text(std::string("<?xml version=\"1.0\"?>\n<VTKFile type=\"PUnstructuredGrid\" version=\"1.0\" ") +
+						 "byte_order=\"" + (bLittle ? "LittleEndian" : "BigEndian") + "\" header_type=\"UInt64\">\n"
+						 "  <PUnstructuredGrid GhostLevel=\"0\">\n"
+						 "    <PPointData>\n      <PDataArray type=\"Int64\" Name=\"GlobalIndex\"/>\n    </PPointData>\n"
+						 "    <PPoints>\n      <PDataArray type=\"Float64\" NumberOfComponents=\"3\"/>\n    </PPoints>\n"
+						 "    <PCells>\n"
+						 "      <PDataArray type=\"Int64\" Name=\"connectivity\"/>\n"
+						 "      <PDataArray type=\"Int64\" Name=\"offsets\"/>\n"
+						 "      <PDataArray type=\"UInt8\" Name=\"types\"/>\n"
+						 "    </PCells>\n");
+		for(int q = 0; q < size; ++q)
 		{
-			const double aXyz[3] = {p.x(), p.y(), p.z()};
-			for(double value : aXyz) putBigEndian(header, &value, sizeof(value));
+			const std::string piece(pieceName(fileName, q));
+			const size_t slash(piece.rfind('/'));
+			text += "    <Piece Source=\"" + (slash == std::string::npos ? piece : piece.substr(slash + 1)) + "\"/>\n";
 		}
-		header += "\nCELLS " + std::to_string(numCells) + " " + std::to_string(5 * numCells) + "\n";
-		trailer = "\nCELL_TYPES " + std::to_string(numCells) + "\n";
-		const int32_t type(10);
-		for(long long i = 0; i < numCells; ++i) putBigEndian(trailer, &type, sizeof(type));
-		trailer += "\n";
+		text += "  </PUnstructuredGrid>\n</VTKFile>\n";
+		const std::string tmpName(fileName + ".part");
+		FILE* pFile(std::fopen(tmpName.c_str(), "wb"));
+		allOk = pFile != nullptr && std::fwrite(text.data(), 1, text.size(), pFile) == text.size();
+		if(pFile != nullptr) allOk = std::fclose(pFile) == 0 && allOk;
+		allOk = allOk && std::rename(tmpName.c_str(), fileName.c_str()) == 0;
+		if(!allOk) std::remove(tmpName.c_str());
 	}
-	block.reserve(vQuads.size() * 5);
-	for(size_t i = 0; i < vQuads.size(); i += 4)
-	{
-		const int32_t four(4);
-		putBigEndian(block, &four, sizeof(four));
-		for(size_t k = 0; k < 4; ++k)
-		{
-			const int32_t index(static_cast<int32_t>(vQuads[i + k]));
-			putBigEndian(block, &index, sizeof(index));
-		}
-	}
-	return writeBlocks(comm, fileName, header, block, trailer);
+	MPI_Bcast(&allOk, 1, MPI_INT, 0, comm);
+	if(!ok && !errorMessage.empty()) std::fprintf(stderr, "vorn3d-mpi: %s\n", errorMessage.c_str());
+	return allOk != 0;
 }
 
 } // namespace vorn3dmpi

@@ -16,11 +16,21 @@ namespace vorn3dmpi {
 /// process if the file could not be written.
 bool writeCells(MPI_Comm comm, const std::string& fileName, const std::vector<int64_t>& vQuads);
 
-/// A binary legacy VTK unstructured grid of tetrahedra. Its points are all
-/// input points in input order (vAllPoints, needed on rank 0 only), so the
-/// cells' global indices are its point numbers. Collective.
-bool writeVtk(MPI_Comm comm, const std::string& fileName, const std::vector<VORN3D::Point3>& vAllPoints,
-	const std::vector<int64_t>& vQuads);
+/// A parallel VTK XML unstructured grid: fileName (ending in ".pvtu") lists
+/// one piece per process, "<name>_<rank>.vtu" beside it. Each piece holds
+/// this process's cells (vQuads, four global indices each) over the points
+/// vGids (increasing, with coordinates vXyz), which carry their global index
+/// as the point data "GlobalIndex". Collective; false on every process if a
+/// file could not be written.
+bool writePvtu(MPI_Comm comm, const std::string& fileName, const std::vector<int64_t>& vQuads,
+	const std::vector<int64_t>& vGids, const std::vector<double>& vXyz);
+
+/// Records (x, y, z, global index word) as the points of a piece: global
+/// indices increasing in vGids, coordinates in vXyz.
+void recordsToPiece(const std::vector<double>& vRecords, std::vector<int64_t>& vGids, std::vector<double>& vXyz);
+
+/// The name of process rank's piece of fileName (see writePvtu).
+std::string pieceName(const std::string& fileName, int rank);
 
 } // namespace vorn3dmpi
 

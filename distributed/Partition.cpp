@@ -1,5 +1,4 @@
 #include "Partition.h"
-#include "Resident.h"
 
 #include <algorithm>
 #include <limits>
@@ -31,15 +30,7 @@ Box boundingBox(const std::vector<Point3>& vPoints, const unsigned* pBegin, cons
 	return box;
 }
 
-// A node of the split tree: a cut of one axis, or (axis -1) a leaf that is
-// region firstPart.
-struct Node
-{
-	int axis;
-	double cut;
-	int low, high;
-	int firstPart;
-};
+using Node = SplitTree::Node;
 
 /// Splits the sample points [pBegin, pEnd) into numParts regions; returns the
 /// node's position in vTree.
@@ -73,32 +64,23 @@ int split(const std::vector<Point3>& vPoints, unsigned* pBegin, unsigned* pEnd, 
 
 } // namespace
 
-void partitionPoints(const std::vector<Point3>& vPoints, int numParts, std::vector<int>& vOwner, std::vector<Box>& vBoxes)
+SplitTree::SplitTree(const std::vector<Point3>& vSample, int numParts)
 {
-	// The cuts are medians of a sample (the same on every process); all
-	// points then follow the cuts, so equal points share a region.
-	const size_t stride(std::max<size_t>(1, vPoints.size() / 200000));
-	std::vector<unsigned> vSample;
-	for(size_t i = 0; i < vPoints.size(); i += stride) vSample.push_back(static_cast<unsigned>(i));
-	std::vector<Node> vTree;
-	split(vPoints, vSample.data(), vSample.data() + vSample.size(), 0, numParts, vTree);
-	const double inf(std::numeric_limits<double>::infinity());
-	vBoxes.assign(static_cast<size_t>(numParts), Box{{inf, inf, inf}, {-inf, -inf, -inf}});
-	reserveResident(vOwner, vPoints.size());
-	vOwner.resize(vPoints.size());
-	for(size_t i = 0; i < vPoints.size(); ++i)
-	{
-		const Node* pNode(&vTree[0]);
-		while(pNode->axis >= 0)
-			pNode = &vTree[static_cast<size_t>(coord(vPoints[i], pNode->axis) <= pNode->cut ? pNode->low : pNode->high)];
-		vOwner[i] = pNode->firstPart;
-		Box& box(vBoxes[static_cast<size_t>(pNode->firstPart)]);
-		for(int axis = 0; axis < 3; ++axis)
-		{
-			box.lo[axis] = std::min(box.lo[axis], coord(vPoints[i], axis));
-			box.hi[axis] = std::max(box.hi[axis], coord(vPoints[i], axis));
-		}
-	}
+	std::vector<unsigned> vOrder(vSample.size());
+	for(size_t i = 0; i < vOrder.size(); ++i) vOrder[i] = static_cast<unsigned>(i);
+	split(vSample, vOrder.data(), vOrder.data() + vOrder.size(), 0, numParts, vTree);
+}
+
+int SplitTree::regionOf(const Point3& p) const
+{
+	const Node* pNode(&vTree[0]);
+	while(pNode->axis >= 0) pNode = &vTree[static_cast<size_t>(coord(p, pNode->axis) <= pNode->cut ? pNode->low : pNode->high)];
+	return pNode->firstPart;
+}
+
+size_t sampleStride(size_t numPoints)
+{
+	return std::max<size_t>(1, numPoints / 200000);
 }
 
 std::vector<size_t> cubingPoints(const std::vector<Point3>& vPoints, const std::vector<int>& vOwner, int part,

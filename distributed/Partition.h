@@ -10,17 +10,35 @@
 
 namespace vorn3dmpi {
 
-/// A k-d split of the points into numParts regions: each step cuts the
-/// longest side of the current points' bounding box at the median
-/// coordinate (of a sample of at most about 200,000 points), giving the
-/// lower half of the parts their share of the count.
-/// Points with a coordinate equal to the cut go to the lower side, so equal
-/// points always share one region. Every process that calls this with the
-/// same points gets the same answer. vOwner receives the region of each
-/// point; vBoxes the bounding box of each region's points (empty for a
-/// region without points).
-void partitionPoints(const std::vector<VORN3D::Point3>& vPoints, int numParts, std::vector<int>& vOwner,
-	std::vector<Box>& vBoxes);
+/// A k-d split into numParts regions, balanced by count: each step cuts the
+/// longest side of the current sample points' bounding box at their median
+/// coordinate, giving the lower half of the parts their share of the count.
+/// The cuts come from a sample of the points (the same sample gives the same
+/// cuts on every process); regionOf follows them for any point, so the
+/// sample decides the split of the whole input. A point with a coordinate
+/// equal to a cut goes to the lower side, so equal points share a region.
+class SplitTree
+{
+public:
+	SplitTree(const std::vector<VORN3D::Point3>& vSample, int numParts);
+	int regionOf(const VORN3D::Point3& p) const;
+
+	// A cut of one axis, or (axis -1) a leaf that is region firstPart.
+	struct Node
+	{
+		int axis;
+		double cut;
+		int low, high;
+		int firstPart;
+	};
+
+private:
+	std::vector<Node> vTree;
+};
+
+/// The sample for SplitTree: the points whose input index is a multiple
+/// of this stride (at most about 200,000 points).
+size_t sampleStride(size_t numPoints);
 
 /// Points of other regions (indices into vPoints) that make the bounding box
 /// of region part nearly a cube where the points allow: for each side much

@@ -1,18 +1,20 @@
 // vorn3d-mpi: the Delaunay tetrahedralisation of a point file, computed by
 // several processes.
 //
-//   mpirun -np 4 vorn3d-mpi cloud.ply --cells cells.txt -o mesh.vtk
+//   mpirun -np 4 vorn3d-mpi cloud.ply --cells cells.txt -o mesh.pvtu
 //
-// Every process reads the file, takes its region of a k-d split balanced by
-// count, triangulates it and exchanges points with the others until all of
-// its cells are certified (see DistributedMesh.h). Rank 0 prints the time,
-// the points moved and the peak memory of every phase.
+// Every process reads its block of the file; the points go to the regions
+// of a k-d split balanced by count (cut at the medians of a sample); each
+// process triangulates its region and exchanges points with the others
+// until all of its cells are certified (see DistributedMesh.h). Rank 0
+// prints the time, the points moved and the peak memory of every phase.
 #include <mpi.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -22,8 +24,9 @@
 #include "DistributedMesh.h"
 #include "Resident.h"
 #include "Output.h"
+#include "Input.h"
 #include "Partition.h"
-#include "PointFile.h"
+#include "Transfer.h"
 
 using VORN3D::Point3;
 using vorn3dmpi::cpuSeconds;
@@ -32,11 +35,13 @@ using vorn3dmpi::waitingCpuSeconds;
 namespace {
 
 const char* const USAGE =
-	"usage: mpirun -np P vorn3d-mpi POINTS [--cells FILE] [-o OUT.vtk]\n"
+	"usage: mpirun -np P vorn3d-mpi POINTS [--cells FILE] [-o OUT.pvtu]\n"
 	"  POINTS        plain text \"x y z\" per line, or PLY (ASCII or binary)\n"
 	"  --cells FILE  one line per tetrahedron: four 0-based indices into POINTS\n"
 	"                (a repeated point is represented by its first occurrence)\n"
-	"  -o OUT.vtk    the tetrahedra as a binary legacy VTK unstructured grid\n";
+	"  -o OUT.pvtu   the tetrahedra as a parallel VTK XML unstructured grid: one\n"
+	"                piece OUT_<rank>.vtu per process, its points carrying their\n"
+	"                index into POINTS as \"GlobalIndex\"\n";
 
 double peakMiB()
 {
@@ -114,13 +119,6 @@ private:
 	double totalSeconds = 0.0;
 };
 
-bool allTrue(MPI_Comm comm, bool b)
-{
-	int mine(b ? 1 : 0), all(0);
-	MPI_Allreduce(&mine, &all, 1, MPI_INT, MPI_MIN, comm);
-	return all != 0;
-}
-
 int run(MPI_Comm comm, int argc, char** argv)
 {
 	int rank(0), size(1);
@@ -156,6 +154,11 @@ int run(MPI_Comm comm, int argc, char** argv)
 		if(rank == 0) std::fprintf(stderr, "vorn3d-mpi: no points file given\n%s", USAGE);
 		return 2;
 	}
+	if(!vtkFile.empty() && (vtkFile.size() <= 5 || vtkFile.compare(vtkFile.size() - 5, 5, ".pvtu") != 0))
+	{
+		if(rank == 0) std::fprintf(stderr, "vorn3d-mpi: -o needs a file name ending in .pvtu\n%s", USAGE);
+		return 2;
+	}
 
 	if(rank == 0)
 	{
@@ -164,46 +167,95 @@ int run(MPI_Comm comm, int argc, char** argv)
 	}
 	PhaseReport report(comm);
 
-	std::vector<Point3> vAll;
+	vorn3dmpi::InputShare share;
 	std::string errorMessage;
-	const bool bRead(vorn3dapp::readPoints(inputFile, vAll, errorMessage));
-	if(!allTrue(comm, bRead))
+	if(!vorn3dmpi::readShare(comm, inputFile, share, errorMessage))
 	{
 		if(rank == 0) std::fprintf(stderr, "vorn3d-mpi: %s\n", errorMessage.c_str());
 		return 1;
 	}
+	const uint64_t bytesRead(share.bytesRead);
+	const bool bByShare(share.bByShare);
 	report.end("read", 0);
 
-	std::vector<int> vOwner;
-	std::vector<vorn3dmpi::Box> vBoxes;
-	vorn3dmpi::partitionPoints(vAll, size, vOwner, vBoxes);
-	// The own points, then a few points of other processes that give the
-	// library a cubic box to order its insertions in.
+	// The cuts come from a sample that every process gathers: the points of
+	// its block whose input index is a multiple of the stride.
+	const size_t numPoints(static_cast<size_t>(share.numTotal));
+	const int64_t stride(static_cast<int64_t>(vorn3dmpi::sampleStride(numPoints)));
+	std::vector<double> vWords;
+	for(size_t i = 0; i < share.vPoints.size(); ++i)
+	{
+		const int64_t gid(share.firstIndex + static_cast<int64_t>(i));
+		if(gid % stride != 0) continue;
+		const Point3& p(share.vPoints[i]);
+		vWords.insert(vWords.end(), {p.x(), p.y(), p.z(), vorn3dmpi::gidWord(gid)});
+	}
+	std::vector<int64_t> vCounts;
+	const std::vector<double> vSampleWords(vorn3dmpi::allGatherWords(comm, vWords, vCounts));
+	std::vector<Point3> vSample;
+	for(size_t at = 0; at < vSampleWords.size(); at += 4) vSample.emplace_back(vSampleWords[at], vSampleWords[at + 1], vSampleWords[at + 2]);
+	const vorn3dmpi::SplitTree tree(vSample, size);
+
+	// Each point goes to its region's process as (x, y, z, input index);
+	// the blocks arrive in rank order, so the own points' indices increase.
+	std::vector<std::vector<double>> vOut(static_cast<size_t>(size));
+	for(size_t i = 0; i < share.vPoints.size(); ++i)
+	{
+		const Point3& p(share.vPoints[i]);
+		vOut[static_cast<size_t>(tree.regionOf(p))].insert(vOut[static_cast<size_t>(tree.regionOf(p))].end(),
+			{p.x(), p.y(), p.z(), vorn3dmpi::gidWord(share.firstIndex + static_cast<int64_t>(i))});
+	}
+	share = vorn3dmpi::InputShare();
+	std::vector<double> vOwnWords(vorn3dmpi::exchangeWords(comm, vOut, vCounts));
+	std::vector<std::vector<double>>().swap(vOut);
+	const long numMoved(static_cast<long>((vOwnWords.size() - static_cast<size_t>(vCounts[static_cast<size_t>(rank)])) / 4));
+
+	// The own points, then a few sample points of other processes that give
+	// the library a cubic box to order its insertions in.
+	const size_t numOwnPoints(vOwnWords.size() / 4);
 	std::vector<Point3> vMine;
 	std::vector<int64_t> vGid;
 	std::vector<int> vMineOwner;
-	const size_t numOwnPoints(static_cast<size_t>(std::count(vOwner.begin(), vOwner.end(), rank)));
 	vorn3dmpi::reserveResident(vMine, numOwnPoints + 3);
 	vorn3dmpi::reserveResident(vGid, numOwnPoints + 3);
 	vorn3dmpi::reserveResident(vMineOwner, numOwnPoints + 3);
-	const auto add([&](size_t i) {
-		vMine.emplace_back(vAll[i].x(), vAll[i].y(), vAll[i].z());
-		vGid.push_back(static_cast<int64_t>(i));
-		vMineOwner.push_back(vOwner[i]);
-	});
-	for(size_t i = 0; i < vAll.size(); ++i)
+	const double inf(std::numeric_limits<double>::infinity());
+	double aBox[6] = {inf, inf, inf, -inf, -inf, -inf};
+	for(size_t at = 0; at < vOwnWords.size(); at += 4)
 	{
-		if(vOwner[i] == rank) add(i);
+		vMine.emplace_back(vOwnWords[at], vOwnWords[at + 1], vOwnWords[at + 2]);
+		vGid.push_back(vorn3dmpi::gidOfWord(vOwnWords[at + 3]));
+		vMineOwner.push_back(rank);
+		for(int axis = 0; axis < 3; ++axis)
+		{
+			aBox[axis] = std::min(aBox[axis], vOwnWords[at + static_cast<size_t>(axis)]);
+			aBox[3 + axis] = std::max(aBox[3 + axis], vOwnWords[at + static_cast<size_t>(axis)]);
+		}
+	}
+	std::vector<double>().swap(vOwnWords);
+	std::vector<double> vAllBoxes(6 * static_cast<size_t>(size));
+	MPI_Allgather(aBox, 6, MPI_DOUBLE, vAllBoxes.data(), 6, MPI_DOUBLE, comm);
+	std::vector<vorn3dmpi::Box> vBoxes(static_cast<size_t>(size));
+	for(size_t q = 0; q < vBoxes.size(); ++q)
+	{
+		for(int axis = 0; axis < 3; ++axis)
+		{
+			vBoxes[q].lo[axis] = vAllBoxes[6 * q + static_cast<size_t>(axis)];
+			vBoxes[q].hi[axis] = vAllBoxes[6 * q + 3 + static_cast<size_t>(axis)];
+		}
 	}
 	if(size > 1)
 	{
-		for(size_t i : vorn3dmpi::cubingPoints(vAll, vOwner, rank, vBoxes[static_cast<size_t>(rank)])) add(i);
+		std::vector<int> vSampleOwner(vSample.size());
+		for(size_t i = 0; i < vSample.size(); ++i) vSampleOwner[i] = tree.regionOf(vSample[i]);
+		for(size_t i : vorn3dmpi::cubingPoints(vSample, vSampleOwner, rank, vBoxes[static_cast<size_t>(rank)]))
+		{
+			vMine.emplace_back(vSample[i].x(), vSample[i].y(), vSample[i].z());
+			vGid.push_back(vorn3dmpi::gidOfWord(vSampleWords[4 * i + 3]));
+			vMineOwner.push_back(vSampleOwner[i]);
+		}
 	}
-	const size_t numPoints(vAll.size());
-	std::vector<int>().swap(vOwner);
-	// Only the VTK writer needs all points again, and only on rank 0.
-	if(vtkFile.empty() || rank != 0) std::vector<Point3>().swap(vAll);
-	report.end("partition", 0);
+	report.end("partition", numMoved);
 
 	vorn3dmpi::DistributedMesh mesh(comm, vBoxes);
 	report.end("local triangulation", mesh.triangulateOwn(vMine, vGid, vMineOwner));
@@ -217,6 +269,10 @@ int run(MPI_Comm comm, int argc, char** argv)
 	// The cells' indices are collected only for an output that needs them.
 	std::vector<int64_t> vQuads;
 	const long numMine(mesh.reportedCells(cellsFile.empty() && vtkFile.empty() ? nullptr : &vQuads));
+	// The points of the cells reported here, for the output's pieces.
+	std::vector<int64_t> vPieceGids;
+	std::vector<double> vPieceXyz;
+	if(!vtkFile.empty()) mesh.reportedPoints(vPieceGids, vPieceXyz);
 	const long numBad(mesh.countInconsistentFacets());
 	report.end("cells and facet check", 0);
 	if(numBad > 0)
@@ -227,12 +283,19 @@ int run(MPI_Comm comm, int argc, char** argv)
 			std::printf("  fallback: %ld facet%s reported inconsistently; all points triangulated on rank 0\n", numBad,
 				numBad == 1 ? "" : "s");
 		vorn3dmpi::triangulateOnRoot(comm, mesh.ownPoints(), vQuads);
+		if(!vtkFile.empty())
+		{
+			// Rank 0 reports every cell: its piece takes all points.
+			std::vector<int64_t> vCounts;
+			const std::vector<double> vRecords(vorn3dmpi::gatherWords(comm, 0, mesh.ownPoints(), vCounts));
+			vorn3dmpi::recordsToPiece(vRecords, vPieceGids, vPieceXyz);
+		}
 		report.end("fallback on rank 0", static_cast<long>(rank == 0 ? 0 : mesh.ownPoints().size() / 4));
 	}
 
 	bool bWritten(true);
 	if(!cellsFile.empty()) bWritten = vorn3dmpi::writeCells(comm, cellsFile, vQuads) && bWritten;
-	if(!vtkFile.empty()) bWritten = vorn3dmpi::writeVtk(comm, vtkFile, vAll, vQuads) && bWritten;
+	if(!vtkFile.empty()) bWritten = vorn3dmpi::writePvtu(comm, vtkFile, vQuads, vPieceGids, vPieceXyz) && bWritten;
 	report.end("output", 0);
 
 	long long myCells(numBad > 0 ? static_cast<long long>(vQuads.size() / 4) : numMine), numCells(0);
@@ -244,6 +307,9 @@ int run(MPI_Comm comm, int argc, char** argv)
 	MPI_Gather(&peak, 1, MPI_DOUBLE, vPeaks.data(), 1, MPI_DOUBLE, 0, comm);
 	MPI_Gather(&report.computeCpuSeconds, 1, MPI_DOUBLE, vCpu.data(), 1, MPI_DOUBLE, 0, comm);
 	MPI_Gather(&report.computeWorkSeconds, 1, MPI_DOUBLE, vWork.data(), 1, MPI_DOUBLE, 0, comm);
+	std::vector<unsigned long long> vBytes(static_cast<size_t>(size));
+	const unsigned long long myBytes(bytesRead);
+	MPI_Gather(&myBytes, 1, MPI_UNSIGNED_LONG_LONG, vBytes.data(), 1, MPI_UNSIGNED_LONG_LONG, 0, comm);
 	if(rank == 0)
 	{
 		std::printf("  points                 %zu\n", numPoints);
@@ -259,6 +325,10 @@ int run(MPI_Comm comm, int argc, char** argv)
 		std::printf("  work s per process    ");
 		for(double value : vWork) std::printf(" %.3f", value);
 		std::printf("\n");
+		// Binary PLY input is read in shares; any other is read whole.
+		std::printf("  input bytes per process");
+		for(unsigned long long value : vBytes) std::printf(" %llu", value);
+		std::printf(bByShare ? " (binary PLY, read in shares)\n" : " (text or ASCII PLY, read whole)\n");
 		std::printf("  peak MiB per process  ");
 		for(double value : vPeaks) std::printf(" %.1f", value);
 		std::printf("\n");

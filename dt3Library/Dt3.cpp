@@ -48,8 +48,9 @@ void Dt3::setWideRange(bool bWide)
 
 void Dt3::rejectNonFinite(size_t position) const
 {
-	printError("Dt3::insert()", "non-finite coordinate in input point " + std::to_string(position));
-	throw VornException();
+	const std::string message("non-finite coordinate in input point " + std::to_string(position));
+	printError("Dt3::insert()", message);
+	throw VornInputError("Dt3::insert(), ERROR: " + message);
 }
 
 namespace {

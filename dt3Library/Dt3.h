@@ -228,7 +228,7 @@ public:
 private:
 	/// Switches the inline filters to the wide-range mode and back.
 	void setWideRange(bool bWide);
-	/// A non-finite input coordinate: message and VornException.
+	/// A non-finite input coordinate: message and VornInputError.
 	[[noreturn]] void rejectNonFinite(size_t position) const;
 	/// Fills the batches of triangulate from the range [lo, hi) at level.
 	static void splitIntoBatches(const std::vector<Point3*>& vVertices, size_t lo, size_t hi, int level, int maxLevel,

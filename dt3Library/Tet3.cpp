@@ -20,7 +20,7 @@ const int Tet3::aFacetEdges[4][3][2] = {
 	{{0, 1}, {1, 2}, {2, 0}}};
 
 Tet3::Tet3():
-	hasBeenVisited(false), ID(runningLabel++), aVertexPointer{nullptr, nullptr, nullptr, nullptr},
+	hasBeenVisited(false), ID(takeLabel()), aVertexPointer{nullptr, nullptr, nullptr, nullptr},
 	aOppTet{nullptr, nullptr, nullptr, nullptr}, customIndex(-1)
 {
 	std::cout << "Tet default constructor (is actually not called)" << std::endl;

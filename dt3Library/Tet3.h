@@ -170,7 +170,9 @@ public:
 	/// Visited flag of the insertion algorithms; false on every live cell
 	/// between insertions.
 	bool hasBeenVisited;
-	/// Next creation number; the first cell of a process gets 1000.
+	/// Next creation number; the first cell of a process gets 1000. After
+	/// INT_MAX it wraps to INT_MIN (a run of 10^8 points creates more than
+	/// 2^31 cells), so numbers say nothing about order across the wrap.
 	static int runningLabel;
 
 	/// Corners of facet i (opposite corner i).
@@ -179,6 +181,14 @@ public:
 	static const int aFacetEdges[4][3][2];
 
 private:
+	/// Returns runningLabel and advances it, wrapping in unsigned arithmetic
+	/// instead of overflowing a signed integer.
+	static int takeLabel()
+	{
+		const int label(runningLabel);
+		runningLabel = static_cast<int>(static_cast<unsigned>(label) + 1u);
+		return label;
+	}
 	// Cells are never copied by value; an accidental copy shows in the output.
 	Tet3(const Tet3&);
 	[[noreturn]] void notANeighbor(const Tet3* pT) const;
@@ -187,7 +197,7 @@ private:
 	/// millions of cells.
 	void initCell(Point3* pI, Point3* pJ, Point3* pK, Point3* pL)
 	{
-		ID = runningLabel++;
+		ID = takeLabel();
 		// The text of this check is part of the cell's contract.
 		assert((pI!=NULL && pJ!=NULL && pK!=NULL && pL!=NULL));
 		aVertexPointer[0] = pI;

@@ -6,14 +6,32 @@
 #include "testDataGenerators.h"
 #include "vorn3d_export.h"
 
+namespace {
+const char* const fixedExceptionText =
+	"\n  VORN EXCEPTION due to a bug _or_ wrong usage of Vorn. If you think it is a "
+	"\n  bug then please report this incident and it will be fixed quickly: "
+	"bugs@vorn3d.org";
+} // namespace
+
+VornException::VornException(const std::string& detail):
+	pText(std::make_shared<const std::string>(std::string(fixedExceptionText) + "\n  " + detail)),
+	detailStart(pText->size() - detail.size())
+{
+}
+
 VornException::~VornException() = default;
 
 const char* VornException::what() const noexcept
 {
-	return "\n  VORN EXCEPTION due to a bug _or_ wrong usage of Vorn. If you think it is a "
-		   "\n  bug then please report this incident and it will be fixed quickly: "
-		   "bugs@vorn3d.org";
+	return pText ? pText->c_str() : fixedExceptionText;
 }
+
+const char* VornException::detail() const noexcept
+{
+	return pText ? pText->c_str() + detailStart : "";
+}
+
+VornInputError::~VornInputError() = default;
 
 namespace VORN3D {
 
@@ -49,7 +67,8 @@ void conditionFailed(const char* conditionText, const char* file, int line)
 {
 	printError("Vorn, ", std::string("Condition [ ") + conditionText + " failed ]");
 	std::cout << "      " << file << ":" << line << std::endl;
-	throw VornException();
+	throw VornException(std::string("Condition [ ") + conditionText + " failed ] at " + file + ":" +
+		std::to_string(line));
 }
 
 } // namespace VORN3D

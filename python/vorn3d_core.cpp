@@ -18,10 +18,10 @@
 #include <limits>
 #include <memory>
 #include <mutex>
-#include <sstream>
 #include <stdexcept>
 #include <streambuf>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -31,7 +31,6 @@ using namespace VORN3D;
 namespace {
 
 using PointArray = py::array_t<double, py::array::c_style | py::array::forcecast>;
-using IndexArray = py::array_t<int32_t>;
 
 /// Raised as vorn3d.DelaunayError (a RuntimeError).
 struct DelaunayError : std::runtime_error
@@ -44,8 +43,10 @@ struct DelaunayError : std::runtime_error
 // whichever Python thread it comes from.
 std::mutex libraryMutex;
 
-/// Collects what the library writes to std::cout while it lives and, when
-/// asked, passes it on to the buffer it replaced.
+/// Redirects what the library writes to std::cout while it lives: passed on
+/// to the buffer it replaced when verbose, dropped otherwise. Nothing is
+/// kept, so a long run with a chatty library costs no memory; failures are
+/// reported through the exceptions themselves.
 class CoutCapture : public std::streambuf
 {
 public:
@@ -53,19 +54,16 @@ public:
 	~CoutCapture() override { std::cout.rdbuf(pPrevious); }
 	CoutCapture(const CoutCapture&) = delete;
 	CoutCapture& operator=(const CoutCapture&) = delete;
-	const std::string& text() const { return captured; }
 
 protected:
 	int overflow(int c) override
 	{
 		if(c == traits_type::eof()) return traits_type::not_eof(c);
-		captured.push_back(static_cast<char>(c));
 		if(bPassOn) pPrevious->sputc(static_cast<char>(c));
 		return c;
 	}
 	std::streamsize xsputn(const char* s, std::streamsize n) override
 	{
-		captured.append(s, static_cast<size_t>(n));
 		if(bPassOn) pPrevious->sputn(s, n);
 		return n;
 	}
@@ -74,33 +72,16 @@ protected:
 private:
 	std::streambuf* pPrevious;
 	bool bPassOn;
-	std::string captured;
 };
 
-/// The library's report of a failure: its output from the first line that
-/// names an error on, each line trimmed, joined by blanks.
-std::string failureText(const std::string& output, const char* fallback)
-{
-	std::istringstream in(output);
-	std::string line, text;
-	while(std::getline(in, line))
-	{
-		const size_t first(line.find_first_not_of(" \t"));
-		if(first == std::string::npos) continue;
-		if(text.empty() && line.find("ERROR") == std::string::npos) continue;
-		if(!text.empty()) text += ' ';
-		text += line.substr(first);
-	}
-	return text.empty() ? fallback : text;
-}
-
-/// Runs work on the library without the GIL and with its output captured.
-/// A VornException becomes ValueError when the library rejected the input,
-/// DelaunayError otherwise.
+/// Runs work on the library without the GIL and with its output redirected.
+/// Input the library rejected (VornInputError) becomes ValueError, any other
+/// VornException DelaunayError, each with the exception's own report.
 template<class Work>
 void callLibrary(bool bVerbose, Work&& work)
 {
 	std::string failure;
+	bool bBadInput(false);
 	{
 		py::gil_scoped_release noGil;
 		std::lock_guard<std::mutex> lock(libraryMutex);
@@ -109,22 +90,42 @@ void callLibrary(bool bVerbose, Work&& work)
 		{
 			work();
 		}
+		catch(const VornInputError& e)
+		{
+			failure = e.detail();
+			bBadInput = true;
+		}
 		catch(const VornException& e)
 		{
-			failure = failureText(capture.text(), e.what());
+			failure = *e.detail() != '\0' ? e.detail() : e.what();
 		}
 	}
 	if(failure.empty()) return;
-	if(failure.find("non-finite coordinate") != std::string::npos) throw py::value_error(failure);
+	if(bBadInput) throw py::value_error(failure);
 	throw DelaunayError(failure);
 }
 
+/// Largest value an index array may hold and still be int32 (as numpy
+/// widens its integer arrays only when their values need it). Lowered by the
+/// tests to reach the int64 path on small meshes.
+int64_t int32Limit = std::numeric_limits<int32_t>::max();
+
 /// A numpy array that takes over the vector's buffer (no copy).
-IndexArray toNumpy(std::vector<int32_t>&& v, std::vector<py::ssize_t> shape)
+template<class T>
+py::array toNumpy(std::vector<T>&& v, std::vector<py::ssize_t> shape)
 {
-	auto* pOwned(new std::vector<int32_t>(std::move(v)));
-	py::capsule owner(pOwned, [](void* p) { delete static_cast<std::vector<int32_t>*>(p); });
-	return IndexArray(std::move(shape), pOwned->data(), owner);
+	auto* pOwned(new std::vector<T>(std::move(v)));
+	py::capsule owner(pOwned, [](void* p) { delete static_cast<std::vector<T>*>(p); });
+	return py::array_t<T>(std::move(shape), pOwned->data(), owner);
+}
+
+/// Calls work with an int32_t or an int64_t null pointer: int32 when every
+/// value of the array to be made is at most maxValue.
+template<class Work>
+auto withIndexType(int64_t maxValue, Work&& work)
+{
+	if(maxValue <= int32Limit) return work(static_cast<int32_t*>(nullptr));
+	return work(static_cast<int64_t*>(nullptr));
 }
 
 void requireRows(const PointArray& a, const char* name)
@@ -155,84 +156,107 @@ public:
 	/// returns (representative, simplices, neighbors): for each new point the
 	/// input index of the vertex that stands for it, then the whole mesh,
 	/// cells positively oriented, neighbour i across the facet opposite
-	/// corner i (-1 on the hull).
+	/// corner i (-1 on the hull). Cell numbers are int64 when there are more
+	/// cells than int32 can number.
 	py::tuple insert(const PointArray& points)
 	{
 		requireRows(points, "points");
 		const size_t n(static_cast<size_t>(points.shape(0)));
+		// Point3 numbers its vertices with an int.
 		if(n > static_cast<size_t>(std::numeric_limits<int32_t>::max() - numPoints))
 			throw py::value_error("too many points for 32-bit indices");
 		const double* xyz(points.data());
 		const int32_t first(numPoints);
-		std::vector<int32_t> vRepresentative(n), vSimplices, vNeighbors;
+		std::vector<int32_t> vRepresentative(n), vSimplices;
 		callLibrary(bVerbose, [&] {
+			std::vector<Point3> vPoints;
+			vPoints.reserve(n);
+			for(size_t i = 0; i < n; ++i) vPoints.emplace_back(xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2]);
+			std::vector<Point3*> vHandles;
+			pDt->insert(vPoints, vHandles);
+			// A vertex is named after the first input point with its
+			// coordinates; earlier calls have named theirs already.
+			for(size_t i = 0; i < n; ++i)
 			{
-				std::vector<Point3> vPoints;
-				vPoints.reserve(n);
-				for(size_t i = 0; i < n; ++i) vPoints.emplace_back(xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2]);
-				std::vector<Point3*> vHandles;
-				pDt->insert(vPoints, vHandles);
-				// A vertex is named after the first input point with its
-				// coordinates; earlier calls have named theirs already.
-				for(size_t i = 0; i < n; ++i)
-				{
-					Point3* pVtx(vHandles[i]);
-					if(pVtx->getIndex() < 0) pVtx->setIndex(first + static_cast<int32_t>(i));
-					vRepresentative[i] = pVtx->getIndex();
-				}
-			}
-			if(!pDt->is3D()) return;
-			std::vector<Tet3*> vTets;
-			pDt->getTetrahedra(vTets);
-			for(size_t k = 0; k < vTets.size(); ++k) vTets[k]->setCustomIndex(static_cast<int>(k));
-			vSimplices.resize(4 * vTets.size());
-			vNeighbors.resize(4 * vTets.size());
-			int32_t* pS(vSimplices.data());
-			int32_t* pN(vNeighbors.data());
-			for(const Tet3* pTet : vTets)
-			{
-				for(int i = 0; i < 4; ++i, ++pS, ++pN)
-				{
-					*pS = pTet->getCorner(i)->getIndex();
-					const Tet3* pOpp(pTet->getOppTet(i));
-					*pN = pOpp != nullptr ? pOpp->getCustomIndex() : -1;
-				}
+				Point3* pVtx(vHandles[i]);
+				if(pVtx->getIndex() < 0) pVtx->setIndex(first + static_cast<int32_t>(i));
+				vRepresentative[i] = pVtx->getIndex();
 			}
 		});
 		numPoints += static_cast<int32_t>(n);
-		const py::ssize_t numCells(static_cast<py::ssize_t>(vSimplices.size() / 4));
+		std::vector<Tet3*> vTets;
+		if(pDt->is3D()) callLibrary(bVerbose, [&] { pDt->getTetrahedra(vTets); });
+		const size_t numCells(vTets.size());
+		// Cells are numbered through their custom index while an int holds
+		// every number; beyond that in address order, found by bisection.
+		std::vector<Tet3*>().swap(vWideCells);
+		if(static_cast<int64_t>(numCells) - 1 > int32Limit)
+		{
+			std::sort(vTets.begin(), vTets.end());
+			vWideCells = vTets;
+		}
+		else
+		{
+			for(size_t k = 0; k < numCells; ++k) vTets[k]->setCustomIndex(static_cast<int>(k));
+		}
+		vSimplices.resize(4 * numCells);
+		for(size_t k = 0; k < numCells; ++k)
+			for(int i = 0; i < 4; ++i) vSimplices[4 * k + static_cast<size_t>(i)] = vTets[k]->getCorner(i)->getIndex();
+		py::array neighbors(withIndexType(static_cast<int64_t>(numCells) - 1, [&](auto* pType) {
+			using Index = std::remove_pointer_t<decltype(pType)>;
+			std::vector<Index> vNeighbors(4 * numCells);
+			{
+				py::gil_scoped_release noGil;
+				for(size_t k = 0; k < numCells; ++k)
+					for(int i = 0; i < 4; ++i) vNeighbors[4 * k + static_cast<size_t>(i)] =
+						static_cast<Index>(cellNumber(vTets[k]->getOppTet(i)));
+			}
+			return toNumpy(std::move(vNeighbors), {static_cast<py::ssize_t>(numCells), 4});
+		}));
 		return py::make_tuple(toNumpy(std::move(vRepresentative), {static_cast<py::ssize_t>(n)}),
-			toNumpy(std::move(vSimplices), {numCells, 4}), toNumpy(std::move(vNeighbors), {numCells, 4}));
+			toNumpy(std::move(vSimplices), {static_cast<py::ssize_t>(numCells), 4}), neighbors);
 	}
 
 	/// For each query row the number of a cell that contains it, -1 outside
-	/// the convex hull (and for non-finite queries).
-	IndexArray findSimplex(const PointArray& queries)
+	/// the convex hull (and for non-finite queries); int64 where the cell
+	/// numbers are.
+	py::array findSimplex(const PointArray& queries)
 	{
 		requireRows(queries, "xi");
 		const size_t n(static_cast<size_t>(queries.shape(0)));
 		const double* xyz(queries.data());
-		std::vector<int32_t> vResult(n);
-		callLibrary(bVerbose, [&] {
-			for(size_t i = 0; i < n; ++i)
-			{
-				const Tet3* pTet(pDt->locate(Point3(xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2])));
-				vResult[i] = pTet != nullptr ? pTet->getCustomIndex() : -1;
-			}
+		return withIndexType(vWideCells.empty() ? 0 : std::numeric_limits<int64_t>::max(), [&](auto* pType) {
+			using Index = std::remove_pointer_t<decltype(pType)>;
+			std::vector<Index> vResult(n);
+			callLibrary(bVerbose, [&] {
+				for(size_t i = 0; i < n; ++i)
+					vResult[i] = static_cast<Index>(cellNumber(pDt->locate(Point3(xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2]))));
+			});
+			return toNumpy(std::move(vResult), {static_cast<py::ssize_t>(n)});
 		});
-		return toNumpy(std::move(vResult), {static_cast<py::ssize_t>(n)});
 	}
 
 	bool is3D() const { return pDt->is3D(); }
 
 private:
+	/// The number of a cell of the current mesh, -1 for none.
+	int64_t cellNumber(const Tet3* pTet) const
+	{
+		if(pTet == nullptr) return -1;
+		if(vWideCells.empty()) return pTet->getCustomIndex();
+		return std::lower_bound(vWideCells.begin(), vWideCells.end(), pTet) - vWideCells.begin();
+	}
+
 	std::unique_ptr<Vorn_3D> pDt;
 	bool bVerbose;
 	int32_t numPoints = 0;
+	/// The cells in address order when there are too many for int numbers.
+	std::vector<Tet3*> vWideCells;
 };
 
 /// The edges of a mesh as compressed rows: the vertices joined to vertex v
 /// by an edge are indices[indptr[v]:indptr[v + 1]], in increasing order.
+/// Each array is int32 when its values fit, int64 otherwise.
 py::tuple vertexNeighbors(const py::array_t<int32_t, py::array::c_style | py::array::forcecast>& simplices,
 	int32_t numPoints)
 {
@@ -240,13 +264,14 @@ py::tuple vertexNeighbors(const py::array_t<int32_t, py::array::c_style | py::ar
 	if(numPoints < 0) throw py::value_error("npoints must not be negative");
 	const size_t numCorners(static_cast<size_t>(simplices.size()));
 	const int32_t* pCorner(simplices.data());
-	std::vector<int32_t> vIndptr(static_cast<size_t>(numPoints) + 1, 0), vIndices;
+	// vStart[v + 1] counts, then starts, then ends the edges of vertex v.
+	std::vector<size_t> vStart(static_cast<size_t>(numPoints) + 2, 0);
+	std::vector<int32_t> vIndices;
 	bool bInRange(true);
 	{
 		py::gil_scoped_release noGil;
 		// Bucket the three edges leaving each corner of each cell by their
 		// first vertex, then sort and deduplicate every bucket in place.
-		std::vector<size_t> vStart(vIndptr.size() + 1, 0);
 		for(size_t k = 0; k < numCorners; ++k)
 		{
 			if(pCorner[k] < 0 || pCorner[k] >= numPoints) bInRange = false;
@@ -263,27 +288,42 @@ py::tuple vertexNeighbors(const py::array_t<int32_t, py::array::c_style | py::ar
 				for(size_t j = 0; j < 4; ++j)
 					if(pCell[j] != pCorner[k]) vIndices[next++] = pCell[j];
 			}
-			// vStart[v + 1] is now the end of bucket v, vStart[v] its start.
-			size_t numKept(0);
-			for(size_t v = 0; v + 1 < vIndptr.size(); ++v)
+			// vStart[v + 1] is now the end of bucket v, vStart[v] its start;
+			// after the loop vStart[v + 1] is the end of row v once compacted.
+			size_t numKept(0), begin(0);
+			for(size_t v = 0; v + 2 < vStart.size(); ++v)
 			{
-				std::sort(vIndices.begin() + static_cast<std::ptrdiff_t>(vStart[v]),
-					vIndices.begin() + static_cast<std::ptrdiff_t>(vStart[v + 1]));
+				const size_t end(vStart[v + 1]);
+				std::sort(vIndices.begin() + static_cast<std::ptrdiff_t>(begin),
+					vIndices.begin() + static_cast<std::ptrdiff_t>(end));
 				int32_t previous(-1);
-				for(size_t i = vStart[v]; i < vStart[v + 1]; ++i)
+				for(size_t i = begin; i < end; ++i)
 				{
 					if(vIndices[i] != previous) vIndices[numKept++] = previous = vIndices[i];
 				}
-				vIndptr[v + 1] = static_cast<int32_t>(numKept);
+				begin = end;
+				vStart[v + 1] = numKept;
 			}
 			vIndices.resize(numKept);
 			vIndices.shrink_to_fit();
 		}
 	}
 	if(!bInRange) throw py::value_error("simplices hold an index outside [0, npoints)");
-	const py::ssize_t numIndices(static_cast<py::ssize_t>(vIndices.size()));
-	return py::make_tuple(toNumpy(std::move(vIndptr), {static_cast<py::ssize_t>(numPoints) + 1}),
-		toNumpy(std::move(vIndices), {numIndices}));
+	const size_t numRows(static_cast<size_t>(numPoints) + 1);
+	py::array indptr(withIndexType(static_cast<int64_t>(vIndices.size()), [&](auto* pType) {
+		using Index = std::remove_pointer_t<decltype(pType)>;
+		std::vector<Index> v(numRows);
+		for(size_t r = 0; r < numRows; ++r) v[r] = static_cast<Index>(vStart[r]);
+		return toNumpy(std::move(v), {static_cast<py::ssize_t>(numRows)});
+	}));
+	std::vector<size_t>().swap(vStart);
+	py::array indices(withIndexType(static_cast<int64_t>(numPoints) - 1, [&](auto* pType) {
+		using Index = std::remove_pointer_t<decltype(pType)>;
+		const py::ssize_t numIndices(static_cast<py::ssize_t>(vIndices.size()));
+		if constexpr(std::is_same_v<Index, int32_t>) return toNumpy(std::move(vIndices), {numIndices});
+		else return toNumpy(std::vector<Index>(vIndices.begin(), vIndices.end()), {numIndices});
+	}));
+	return py::make_tuple(indptr, indices);
 }
 
 } // namespace
@@ -303,4 +343,7 @@ PYBIND11_MODULE(_core, m)
 		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.");
 	m.def("vertex_neighbors", &vertexNeighbors, py::arg("simplices"), py::arg("npoints"),
 		"(indptr, indices) of the edges of the cells in simplices.");
+	m.def(
+		"_set_int32_limit", [](int64_t limit) { int32Limit = limit; }, py::arg("limit"),
+		"For tests: index arrays whose values exceed limit become int64 (default 2**31 - 1).");
 }

@@ -29,6 +29,22 @@ endif()
 
 find_program(VORN3D_PKG_CONFIG NAMES pkg-config pkgconf)
 
+# The installed programs and Python package are run from the prefix without
+# LD_LIBRARY_PATH: they must find the library through their run path.
+set(VORN3D_INSTALLED_PROGRAMS "")
+if(TARGET vorn3d_demo)
+  list(APPEND VORN3D_INSTALLED_PROGRAMS vorn3d_demo)
+endif()
+# (Not vorn3d-mpi under the sanitizers: the MPI library's own allocations
+# count as leaks there.)
+if(TARGET vorn3d-mpi AND NOT VORN3D_SANITIZE)
+  list(APPEND VORN3D_INSTALLED_PROGRAMS vorn3d-mpi)
+endif()
+set(VORN3D_INSTALLED_PYTHON "")
+if(TARGET vorn3d_core AND NOT IS_ABSOLUTE "${VORN3D_PYTHON_INSTALL_DIR}")
+  get_target_property(VORN3D_INSTALLED_PYTHON vorn3d_core VORN3D_PYTHON)
+endif()
+
 add_test(NAME install_and_consume
   COMMAND ${CMAKE_COMMAND}
     -DBUILD_DIR=${CMAKE_BINARY_DIR}
@@ -41,5 +57,9 @@ add_test(NAME install_and_consume
     -DFULL=${VORN3D_CONSUMER_FULL}
     "-DMISSING=${VORN3D_CONSUMER_MISSING}"
     -DPKG_CONFIG=${VORN3D_PKG_CONFIG}
+    -DBINDIR=${CMAKE_INSTALL_BINDIR}
+    "-DPROGRAMS=${VORN3D_INSTALLED_PROGRAMS}"
+    -DPYTHON=${VORN3D_INSTALLED_PYTHON}
+    -DPYTHON_DIR=${VORN3D_PYTHON_INSTALL_DIR}
     -P ${CMAKE_CURRENT_SOURCE_DIR}/consumer/installAndConsume.cmake)
 set_tests_properties(install_and_consume PROPERTIES TIMEOUT 300)

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
+#include <memory>
 #include <random>
 #include <set>
 #include <sstream>
@@ -231,4 +233,37 @@ TEST(Tet3, CircumcentreNumbersPrintAndFatalFaults)
 		EXPECT_EXIT(Tet3::haveCommonFacet(pT, 3, &other, 3), ::testing::ExitedWithCode(1), "") << k;
 	}
 	delete pT;
+}
+
+// Creation numbers wrap from INT_MAX to INT_MIN without overflow (the
+// sanitizer build traps a signed overflow), and a mesh built across the wrap
+// is still valid.
+TEST(Tet3, CreationNumbersWrapPastIntMax)
+{
+	const int saved(Tet3::runningLabel);
+	Point3 a(0, 0, 0), b(1, 0, 0), c(0, 1, 0), d(0, 0, 1);
+	std::unique_ptr<Tet3> pCell;
+	{
+		vtest::StdoutCapture quiet;
+		pCell.reset(new Tet3());
+	}
+	Tet3::runningLabel = INT_MAX - 1;
+	std::vector<int> vIds;
+	for(int i = 0; i < 3; ++i)
+	{
+		pCell->setProperties(&a, &b, &c, &d);
+		vIds.push_back(pCell->getID());
+	}
+	EXPECT_EQ(vIds, (std::vector<int>{INT_MAX - 1, INT_MAX, INT_MIN}));
+	EXPECT_EQ(Tet3::runningLabel, INT_MIN + 1);
+	Tet3::runningLabel = INT_MAX - 100;
+	Vorn_3D vorn;
+	{
+		vtest::StdoutCapture quiet;
+		std::vector<Point3> vPoints(vtest::randomPoints(300, 11));
+		vorn.insert(vPoints);
+		EXPECT_TRUE(vorn.checkValidity("wrap", false));
+	}
+	EXPECT_LT(Tet3::runningLabel, 0);
+	Tet3::runningLabel = saved;
 }

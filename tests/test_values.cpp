@@ -159,9 +159,25 @@ TEST(Messages, TextsOfWarningsErrorsConditionsAndCounters)
 								 "\n      Vorn, , ERROR: Condition [ value==3 failed ]\n      tests/test_values.cpp:" +
 								 std::to_string(conditionLine) + "\n");
 	}
-	EXPECT_EQ(std::string(VornException().what()),
-		"\n  VORN EXCEPTION due to a bug _or_ wrong usage of Vorn. If you think it is a \n"
-		"  bug then please report this incident and it will be fixed quickly: bugs@vorn3d.org");
+	const std::string fixedText("\n  VORN EXCEPTION due to a bug _or_ wrong usage of Vorn. If you think it is a \n"
+								"  bug then please report this incident and it will be fixed quickly: bugs@vorn3d.org");
+	EXPECT_EQ(VornException().what(), fixedText);
+	EXPECT_STREQ(VornException().detail(), "");
+	// A failed condition carries its text and position; copies share them.
+	const std::string detail("Condition [ value==3 failed ] at tests/test_values.cpp:" + std::to_string(conditionLine));
+	try
+	{
+		vtest::StdoutCapture quiet;
+		failingCheck(5);
+		ADD_FAILURE() << "no exception";
+	}
+	catch(const VornException& e)
+	{
+		const VornException copy(e);
+		EXPECT_EQ(copy.what(), fixedText + "\n  " + detail);
+		EXPECT_EQ(copy.detail(), detail);
+		EXPECT_EQ(dynamic_cast<const VornInputError*>(&e), nullptr);
+	}
 	EXPECT_DEATH(
 		{
 			std::cout.rdbuf(std::cerr.rdbuf());

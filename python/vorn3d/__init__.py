@@ -130,16 +130,19 @@ class Delaunay:
 
     @property
     def neighbors(self):
-        """(nsimplex, 4) int32: ``neighbors[s, i]`` is the cell across the
-        facet opposite corner i of cell s, -1 on the convex hull."""
+        """(nsimplex, 4) int32 (int64 past 2**31 cells): ``neighbors[s, i]``
+        is the cell across the facet opposite corner i of cell s, -1 on the
+        convex hull."""
         return self._neighbors
 
     @functools.cached_property
     def vertex_to_simplex(self):
-        """(npoints,) int32: a cell that has the point as a corner; -1 for
-        points that are no vertex (the duplicates listed in ``coplanar``)."""
-        lookup = np.full(self.npoints, -1, dtype=np.int32)
-        lookup[self.simplices.ravel()] = np.repeat(np.arange(self.nsimplex, dtype=np.int32), 4)
+        """(npoints,) int32 (int64 past 2**31 cells): a cell that has the
+        point as a corner; -1 for points that are no vertex (the duplicates
+        listed in ``coplanar``)."""
+        cell_type = self.neighbors.dtype
+        lookup = np.full(self.npoints, -1, dtype=cell_type)
+        lookup[self.simplices.ravel()] = np.repeat(np.arange(self.nsimplex, dtype=cell_type), 4)
         return lookup
 
     @functools.cached_property
@@ -151,24 +154,27 @@ class Delaunay:
 
     @functools.cached_property
     def vertex_neighbor_vertices(self):
-        """(indptr, indices), int32: the vertices joined to vertex k by an
-        edge of the mesh are ``indices[indptr[k]:indptr[k + 1]]``, sorted."""
+        """(indptr, indices): the vertices joined to vertex k by an edge of
+        the mesh are ``indices[indptr[k]:indptr[k + 1]]``, sorted. Each
+        array is int32, or int64 when its values do not fit int32 (indptr
+        past 2**31 edge ends)."""
         return vertex_neighbors(self.simplices, self.npoints)
 
     @functools.cached_property
     def coplanar(self):
-        """(ncoplanar, 3) int32: the input points that are no vertex, being
+        """(ncoplanar, 3) int32 (int64 past 2**31 cells): the input points that are no vertex, being
         exact duplicates of an earlier point, as rows (point index, a cell
         with the vertex that stands for it, that vertex's index)."""
         duplicate = np.flatnonzero(self._representative != np.arange(self.npoints))
         vertex = self._representative[duplicate]
         rows = np.column_stack([duplicate, self.vertex_to_simplex[vertex], vertex])
-        return rows.astype(np.int32).reshape(-1, 3)
+        return rows.astype(self.neighbors.dtype).reshape(-1, 3)
 
     def find_simplex(self, xi, bruteforce=False, tol=None):
         """The cell that contains each query point.
 
-        ``xi`` is any (..., 3) array; the result is an int32 array of shape
+        ``xi`` is any (..., 3) array; the result is an int32 array (int64
+        past 2**31 cells) of shape
         ``xi.shape[:-1]`` with -1 for points outside the convex hull (and for
         NaN or infinite queries). A point on a facet, edge or vertex gets one
         of the cells that hold it. The location walk is exact, so

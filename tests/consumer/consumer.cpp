@@ -63,7 +63,8 @@ void checkValueClassesAndFreeFunctions()
 	}
 	catch(const VornException& e)
 	{
-		bCaught = std::strncmp(static_cast<const std::exception&>(e).what(), "\n  VORN EXCEPTION", 17) == 0;
+		bCaught = std::strncmp(static_cast<const std::exception&>(e).what(), "\n  VORN EXCEPTION", 17) == 0 &&
+			std::strncmp(e.detail(), "Condition [ ", 12) == 0;
 	}
 	check(bCaught, "VornException caught");
 	// Two triangles sharing an edge, as ASCII STL in memory.

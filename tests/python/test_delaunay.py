@@ -195,3 +195,32 @@ def test_errors_are_runtime_errors_and_output_is_silenced_unless_verbose(capfd):
     assert capfd.readouterr().out == ""
     vorn3d.Delaunay(SQUARE, verbose=True)
     assert "numPoints=5" in capfd.readouterr().out
+
+
+def test_index_arrays_widen_to_int64_when_their_values_do_not_fit_int32():
+    pts = with_duplicates(RNG.random((200, 3)), 10)
+    xi = RNG.random((60, 3)) * 1.2 - 0.1
+    narrow = vorn3d.Delaunay(pts)
+    # Below the number of cells and of edge ends, above the point numbers.
+    vorn3d._core._set_int32_limit(1000)
+    try:
+        wide = vorn3d.Delaunay(pts)
+        found = wide.find_simplex(xi)
+        indptr, indices = wide.vertex_neighbor_vertices
+        v2s, cop = wide.vertex_to_simplex, wide.coplanar
+    finally:
+        vorn3d._core._set_int32_limit(2**31 - 1)
+    assert wide.nsimplex > 1000 and indptr[-1] > 1000
+    assert wide.neighbors.dtype == found.dtype == v2s.dtype == cop.dtype == indptr.dtype == np.int64
+    assert wide.simplices.dtype == indices.dtype == wide.convex_hull.dtype == np.int32
+    # The same cells, numbered otherwise: perm maps wide numbers to narrow ones.
+    number = {frozenset(c): k for k, c in enumerate(narrow.simplices)}
+    perm = np.array([number[frozenset(c)] for c in wide.simplices])
+    assert (narrow.simplices[perm] == wide.simplices).all()
+    assert (narrow.neighbors[perm] == np.where(wide.neighbors >= 0, perm[wide.neighbors], -1)).all()
+    assert (np.where(found >= 0, perm[found], -1) == narrow.find_simplex(xi)).all()
+    assert [a.tolist() for a in (indptr, indices)] == [a.tolist() for a in narrow.vertex_neighbor_vertices]
+    vertices = np.unique(wide.simplices)
+    assert (wide.simplices[v2s[vertices]] == vertices[:, None]).any(axis=1).all()
+    assert (cop[:, [0, 2]] == narrow.coplanar[:, [0, 2]]).all() and len(cop) == 10
+    assert (wide.simplices[cop[:, 1]] == cop[:, 2:3]).any(axis=1).all()

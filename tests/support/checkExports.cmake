@@ -30,7 +30,9 @@ foreach(required
     "VORN3D::isRelease()"
     " benchCounter("
     "VornException::what() const"
-    "typeinfo for VornException")
+    "VornException::detail() const"
+    "typeinfo for VornException"
+    "typeinfo for VornInputError")
   string(FIND "${symbols}" "${required}" position)
   if(position EQUAL -1)
     message(SEND_ERROR "not exported: ${required}")

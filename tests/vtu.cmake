@@ -1,0 +1,38 @@
+# The VTK XML output of the demo (.vtu) and of vorn3d-mpi (.pvtu with one
+# piece per process), read back with meshio and compared with scipy. Needs a
+# Python 3 with numpy, scipy and meshio (Debian: python3-meshio), checked
+# here at configure time; otherwise the tests show as skipped.
+if(Python3_EXECUTABLE)
+  set(vtuPython ${Python3_EXECUTABLE})
+elseif(EXISTS /usr/bin/python3)
+  set(vtuPython /usr/bin/python3)
+else()
+  set(vtuPython "")
+endif()
+set(vtuMissing "Python 3")
+if(vtuPython)
+  vorn3d_missing_modules(vtuMissing ${vtuPython} numpy scipy meshio)
+endif()
+set(vtuCases "")
+if(TARGET vorn3d_demo)
+  list(APPEND vtuCases demo)
+endif()
+if(TARGET vorn3d-mpi AND NOT VORN3D_SANITIZE)
+  list(APPEND vtuCases mpi.np1 mpi.np3)
+endif()
+foreach(case ${vtuCases})
+  if(NOT vtuMissing STREQUAL "")
+    vorn3d_skipped_test(vtu.${case} "${vtuPython} lacks ${vtuMissing} (Debian: python3-numpy python3-scipy python3-meshio)")
+    continue()
+  endif()
+  set(work ${CMAKE_CURRENT_BINARY_DIR}/vtu/${case})
+  if(case STREQUAL "demo")
+    add_test(NAME vtu.demo COMMAND ${vtuPython} ${CMAKE_CURRENT_SOURCE_DIR}/vtu/check_vtu.py ${work} demo
+      $<TARGET_FILE:vorn3d_demo>)
+  else()
+    string(REPLACE "mpi.np" "" np ${case})
+    add_test(NAME vtu.${case} COMMAND ${vtuPython} ${CMAKE_CURRENT_SOURCE_DIR}/vtu/check_vtu.py ${work} mpi
+      ${MPIEXEC_EXECUTABLE} $<TARGET_FILE:vorn3d-mpi> ${np})
+  endif()
+  set_tests_properties(vtu.${case} PROPERTIES TIMEOUT 300 ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1")
+endforeach()
