@@ -8,6 +8,8 @@
 // arrays made here.
 #include <vorn3d/Vorn_3D.h>
 
+#include "vorn3d_dual.h"
+
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
@@ -225,6 +227,19 @@ public:
 
 	bool is3D() const { return pDt->is3D(); }
 
+	/// The Voronoi cells ("voronoi") or the convex hull ("hull") of the
+	/// vertices, as a dict of arrays; Voronoi vertex k is the circumcentre of
+	/// simplex k.
+	py::dict dual(const std::string& what)
+	{
+		vorn3d_python::DualArrays arrays;
+		callLibrary(bVerbose, [&] {
+			if(what == "voronoi") arrays.computeVoronoi(*pDt, numPoints);
+			else arrays.computeHull(*pDt);
+		});
+		return arrays.take();
+	}
+
 private:
 	std::unique_ptr<Vorn_3D> pDt;
 	bool bVerbose;
@@ -286,6 +301,17 @@ py::tuple vertexNeighbors(const py::array_t<int32_t, py::array::c_style | py::ar
 		toNumpy(std::move(vIndices), {numIndices}));
 }
 
+/// Positions of the points that may be convex hull vertices; the others lie
+/// strictly inside the hull of the kept ones.
+IndexArray hullCandidates(const PointArray& points)
+{
+	requireRows(points, "points");
+	vorn3d_python::DualArrays arrays;
+	callLibrary(false, [&] { arrays.computeHullCandidates(points.data(), static_cast<int64_t>(points.shape(0))); });
+	py::dict d(arrays.take());
+	return d.contains("candidates") ? d["candidates"].cast<IndexArray>() : IndexArray(0);
+}
+
 } // namespace
 
 PYBIND11_MODULE(_core, m)
@@ -300,7 +326,10 @@ PYBIND11_MODULE(_core, m)
 			"Inserts (n, 3) points; returns (representative, simplices, neighbors).")
 		.def("find_simplex", &Triangulation::findSimplex, py::arg("xi"),
 			"Cell number of each (n, 3) query row, -1 outside the hull.")
-		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.");
+		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.")
+		.def("dual", &Triangulation::dual, py::arg("what"), "Voronoi cells or convex hull as a dict of arrays.");
+	m.def("hull_candidates", &hullCandidates, py::arg("points"),
+		"Positions of the (n, 3) points that may be convex hull vertices.");
 	m.def("vertex_neighbors", &vertexNeighbors, py::arg("simplices"), py::arg("npoints"),
 		"(indptr, indices) of the edges of the cells in simplices.");
 }

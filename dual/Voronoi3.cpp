@@ -1,0 +1,288 @@
+// Voronoi cells from the Delaunay cells: circumcentres, then one circulation
+// around each Delaunay edge for the ridge between its end points.
+#include "Dual3.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+namespace VORN3D {
+
+namespace {
+
+// Local number 0..5 of the edge joining corners i and j of a cell.
+const int aEdgeOfCorners[4][4] = {{-1, 0, 1, 2}, {0, -1, 3, 4}, {1, 3, -1, 5}, {2, 4, 5, -1}};
+// The two corners of edge e, and the two corners off it (the first pair of
+// Edge3's opp3ICI, opp2ICI for that edge).
+const int aEdgeCorners[6][2] = {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}};
+const int aEdgeOffCorners[6][2] = {{2, 3}, {1, 3}, {1, 2}, {0, 3}, {0, 2}, {0, 1}};
+
+// Local edge of a circulator's current edge: the corners that are neither
+// opp3ICI nor opp2ICI.
+int edgeOffOpp(int opp3ICI, int opp2ICI)
+{
+	int a(-1), b(-1);
+	for(int i = 0; i < 4; ++i)
+	{
+		if(i == opp3ICI || i == opp2ICI) continue;
+		if(a < 0) a = i;
+		else b = i;
+	}
+	return aEdgeOfCorners[a][b];
+}
+
+template<class Real>
+void centreRelative(const Real B[3], const Real C[3], const Real D[3], Real aOffset[3], Real& det)
+{
+	const Real CxD[3] = {C[1] * D[2] - C[2] * D[1], C[2] * D[0] - C[0] * D[2], C[0] * D[1] - C[1] * D[0]};
+	const Real DxB[3] = {D[1] * B[2] - D[2] * B[1], D[2] * B[0] - D[0] * B[2], D[0] * B[1] - D[1] * B[0]};
+	const Real BxC[3] = {B[1] * C[2] - B[2] * C[1], B[2] * C[0] - B[0] * C[2], B[0] * C[1] - B[1] * C[0]};
+	const Real bb(B[0] * B[0] + B[1] * B[1] + B[2] * B[2]);
+	const Real cc(C[0] * C[0] + C[1] * C[1] + C[2] * C[2]);
+	const Real dd(D[0] * D[0] + D[1] * D[1] + D[2] * D[2]);
+	det = B[0] * CxD[0] + B[1] * CxD[1] + B[2] * CxD[2];
+	const Real f(Real(0.5) / det);
+	for(int k = 0; k < 3; ++k) aOffset[k] = (bb * CxD[k] + cc * DxB[k] + dd * BxC[k]) * f;
+}
+
+} // namespace
+
+void numberVertices(const std::vector<Point3*>& vHandles)
+{
+	// Backwards, so that the first position of each vertex is written last.
+	for(size_t i = vHandles.size(); i-- > 0;) vHandles[i]->setIndex(static_cast<int>(i));
+}
+
+void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
+{
+	vCells.clear();
+	std::vector<Point3*> vVertices;
+	dt.getVertices(vVertices);
+	Tet3* pStart(nullptr);
+	for(Point3* pVtx : vVertices)
+	{
+		if(pVtx->getOneTet() != nullptr)
+		{
+			pStart = pVtx->getOneTet();
+			break;
+		}
+	}
+	if(pStart == nullptr) return;
+	// Breadth-first: vCells itself is the queue.
+	pStart->hasBeenVisited = true;
+	vCells.push_back(pStart);
+	for(size_t k = 0; k < vCells.size(); ++k)
+	{
+		for(int i = 0; i < 4; ++i)
+		{
+			Tet3* pOpp(vCells[k]->getOppTet(i));
+			if(pOpp != nullptr && !pOpp->hasBeenVisited)
+			{
+				pOpp->hasBeenVisited = true;
+				vCells.push_back(pOpp);
+			}
+		}
+	}
+	for(Tet3* pTet : vCells) pTet->hasBeenVisited = false;
+	if(bRenumber)
+	{
+		for(size_t k = 0; k < vCells.size(); ++k) vCells[k]->setCustomIndex(static_cast<int>(k));
+		return;
+	}
+	std::vector<Tet3*> vPlaced(vCells.size(), nullptr);
+	for(Tet3* pTet : vCells)
+	{
+		const int k(pTet->getCustomIndex());
+		if(k < 0 || static_cast<size_t>(k) >= vPlaced.size() || vPlaced[static_cast<size_t>(k)] != nullptr)
+			throw std::invalid_argument("collectCells(): the custom indices are no numbering 0.." +
+				std::to_string(vPlaced.size() - 1) + " of the cells");
+		vPlaced[static_cast<size_t>(k)] = pTet;
+	}
+	vCells.swap(vPlaced);
+}
+
+void circumcentre(const Tet3* pTet, double aCentre[3])
+{
+	const Point3& a(*pTet->getCorner(0));
+	const Point3* aOther[3] = {pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)};
+	double B[3], C[3], D[3];
+	double* aRow[3] = {B, C, D};
+	for(int r = 0; r < 3; ++r)
+	{
+		aRow[r][0] = aOther[r]->x() - a.x();
+		aRow[r][1] = aOther[r]->y() - a.y();
+		aRow[r][2] = aOther[r]->z() - a.z();
+	}
+	double aOffset[3], det;
+	centreRelative(B, C, D, aOffset, det);
+	// The determinant is six times the volume; against the product of the
+	// edge lengths it measures how flat the cell is. Below 1e-8 the
+	// cancellation in det costs more than half of the double's digits.
+	const double scale(std::sqrt((B[0] * B[0] + B[1] * B[1] + B[2] * B[2]) * (C[0] * C[0] + C[1] * C[1] + C[2] * C[2]) *
+		(D[0] * D[0] + D[1] * D[1] + D[2] * D[2])));
+	if(!(std::fabs(det) > 1e-8 * scale))
+	{
+		long double LB[3], LC[3], LD[3], LOffset[3], Ldet;
+		long double* aLRow[3] = {LB, LC, LD};
+		for(int r = 0; r < 3; ++r)
+		{
+			aLRow[r][0] = static_cast<long double>(aOther[r]->x()) - a.x();
+			aLRow[r][1] = static_cast<long double>(aOther[r]->y()) - a.y();
+			aLRow[r][2] = static_cast<long double>(aOther[r]->z()) - a.z();
+		}
+		centreRelative(LB, LC, LD, LOffset, Ldet);
+		for(int k = 0; k < 3; ++k) aOffset[k] = static_cast<double>(LOffset[k]);
+	}
+	aCentre[0] = a.x() + aOffset[0];
+	aCentre[1] = a.y() + aOffset[1];
+	aCentre[2] = a.z() + aOffset[2];
+}
+
+bool Voronoi3::isBounded(int32_t point) const
+{
+	return vVolumes[static_cast<size_t>(point)] != std::numeric_limits<double>::infinity();
+}
+
+void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
+{
+	numPoints = numPoints_;
+	const size_t m(vCells.size());
+	const double inf(std::numeric_limits<double>::infinity());
+	vVertices.resize(3 * m);
+	for(size_t k = 0; k < m; ++k) circumcentre(vCells[k], &vVertices[3 * k]);
+
+	// Each cell has 6 edges and a cell sits in the ring of each of them, so
+	// the rings hold 6m entries; about 6m / 5.2 edges. Reserving that keeps
+	// the pass free of reallocation in the common case.
+	vRidgePoints.clear();
+	vRidgeStart.assign(1, 0);
+	vRidgeVertices.clear();
+	vRidgeAreas.clear();
+	const size_t numEdgesGuess(6 * m / 5 + 16);
+	vRidgePoints.reserve(2 * numEdgesGuess);
+	vRidgeStart.reserve(numEdgesGuess + 1);
+	vRidgeAreas.reserve(numEdgesGuess);
+	vRidgeVertices.reserve(6 * m + m / 8 + 16);
+	vVolumes.assign(static_cast<size_t>(numPoints), 0.0);
+
+	// Bit e of vDone[k] marks local edge e of cell k as done.
+	std::vector<unsigned char> vDone(m, 0);
+	std::vector<int32_t> vBehind;
+	for(size_t k = 0; k < m; ++k)
+	{
+		Tet3* pTet(vCells[k]);
+		for(int e = 0; e < 6; ++e)
+		{
+			if(vDone[k] & (1u << e)) continue;
+			const Point3* pS(pTet->getCorner(aEdgeCorners[e][0]));
+			const Point3* pT(pTet->getCorner(aEdgeCorners[e][1]));
+			const size_t first(vRidgeVertices.size());
+			// Forward from this cell until the ring closes or meets the hull.
+			bool bOpen(false);
+			const TetAroundEdgeIterator start(Edge3(pTet, aEdgeOffCorners[e][0], aEdgeOffCorners[e][1]));
+			TetAroundEdgeIterator it(start);
+			for(;;)
+			{
+				const Tet3* pCur(*it);
+				const int32_t cur(pCur->getCustomIndex());
+				vRidgeVertices.push_back(cur);
+				vDone[static_cast<size_t>(cur)] |=
+					static_cast<unsigned char>(1u << edgeOffOpp(it.getOpp3Index(), it.getOpp2Index()));
+				if(it.nextIsNull())
+				{
+					bOpen = true;
+					break;
+				}
+				++it;
+				if(*it == pTet) break;
+			}
+			if(bOpen)
+			{
+				// The rest of the ring lies behind the start: circulate the
+				// other way, then put those cells in front, so that the ring
+				// runs from one hull facet to the other.
+				vBehind.clear();
+				TetAroundEdgeIterator back(Edge3(pTet, aEdgeOffCorners[e][1], aEdgeOffCorners[e][0]));
+				while(!back.nextIsNull())
+				{
+					++back;
+					const int32_t cur((*back)->getCustomIndex());
+					vBehind.push_back(cur);
+					vDone[static_cast<size_t>(cur)] |=
+						static_cast<unsigned char>(1u << edgeOffOpp(back.getOpp3Index(), back.getOpp2Index()));
+				}
+				vRidgeVertices.insert(vRidgeVertices.begin() + static_cast<std::ptrdiff_t>(first),
+					vBehind.rbegin(), vBehind.rend());
+				vRidgeVertices.insert(vRidgeVertices.begin() + static_cast<std::ptrdiff_t>(first), -1);
+			}
+			const int32_t s(pS->getIndex()), t(pT->getIndex());
+			vRidgePoints.push_back(std::min(s, t));
+			vRidgePoints.push_back(std::max(s, t));
+			vRidgeStart.push_back(static_cast<int64_t>(vRidgeVertices.size()));
+			if(bOpen)
+			{
+				vRidgeAreas.push_back(inf);
+				vVolumes[static_cast<size_t>(s)] = inf;
+				vVolumes[static_cast<size_t>(t)] = inf;
+				continue;
+			}
+			// The polygon lies in the bisector plane of s and t: its area is
+			// half the length of the summed cross products along the edge's
+			// direction, and it is the base of two pyramids of height |st|/2.
+			const double u[3] = {pT->x() - pS->x(), pT->y() - pS->y(), pT->z() - pS->z()};
+			const double len(std::sqrt(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]));
+			const double* c0(&vVertices[3 * static_cast<size_t>(vRidgeVertices[first])]);
+			double sum[3] = {0.0, 0.0, 0.0};
+			double prev[3] = {0.0, 0.0, 0.0};
+			for(size_t i = first + 1; i < vRidgeVertices.size(); ++i)
+			{
+				const double* c(&vVertices[3 * static_cast<size_t>(vRidgeVertices[i])]);
+				const double d[3] = {c[0] - c0[0], c[1] - c0[1], c[2] - c0[2]};
+				sum[0] += prev[1] * d[2] - prev[2] * d[1];
+				sum[1] += prev[2] * d[0] - prev[0] * d[2];
+				sum[2] += prev[0] * d[1] - prev[1] * d[0];
+				prev[0] = d[0];
+				prev[1] = d[1];
+				prev[2] = d[2];
+			}
+			const double area(0.5 * std::fabs(sum[0] * u[0] + sum[1] * u[1] + sum[2] * u[2]) / len);
+			vRidgeAreas.push_back(area);
+			if(vVolumes[static_cast<size_t>(s)] != inf) vVolumes[static_cast<size_t>(s)] += area * len / 6.0;
+			if(vVolumes[static_cast<size_t>(t)] != inf) vVolumes[static_cast<size_t>(t)] += area * len / 6.0;
+		}
+	}
+
+	// The vertices of each point's cell, by counting sort on the corners.
+	vRegionStart.assign(static_cast<size_t>(numPoints) + 1, 0);
+	for(const Tet3* pTet : vCells)
+		for(int i = 0; i < 4; ++i) ++vRegionStart[static_cast<size_t>(pTet->getCorner(i)->getIndex()) + 1];
+	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
+		if(vVolumes[p] == inf) ++vRegionStart[p + 1];
+	for(size_t p = 1; p < vRegionStart.size(); ++p) vRegionStart[p] += vRegionStart[p - 1];
+	vRegionVertices.resize(static_cast<size_t>(vRegionStart.back()));
+	std::vector<int64_t> vNext(vRegionStart.begin(), vRegionStart.end() - 1);
+	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
+		if(vVolumes[p] == inf) vRegionVertices[static_cast<size_t>(vNext[p]++)] = -1;
+	for(size_t k = 0; k < m; ++k)
+		for(int i = 0; i < 4; ++i)
+			vRegionVertices[static_cast<size_t>(vNext[static_cast<size_t>(vCells[k]->getCorner(i)->getIndex())]++)] =
+				static_cast<int32_t>(k);
+
+	// The ridges of each point's cell, by counting sort on the end points.
+	const size_t numRidges(vRidgeAreas.size());
+	vCellStart.assign(static_cast<size_t>(numPoints) + 1, 0);
+	for(int32_t p : vRidgePoints) ++vCellStart[static_cast<size_t>(p) + 1];
+	for(size_t p = 1; p < vCellStart.size(); ++p) vCellStart[p] += vCellStart[p - 1];
+	vCellRidges.resize(2 * numRidges);
+	vNext.assign(vCellStart.begin(), vCellStart.end() - 1);
+	for(size_t r = 0; r < numRidges; ++r)
+	{
+		for(int j = 0; j < 2; ++j)
+			vCellRidges[static_cast<size_t>(vNext[static_cast<size_t>(vRidgePoints[2 * r + j])]++)] =
+				static_cast<int32_t>(r);
+	}
+}
+
+} // namespace VORN3D
