@@ -78,14 +78,14 @@ public:
 	/// vCellRidges[vCellStart[p] .. vCellStart[p + 1]), in ridge order.
 	std::vector<int64_t> vCellStart;
 	std::vector<int32_t> vCellRidges;
-	/// numPoints + 1 offsets: the Voronoi vertices of point p's cell (the
-	/// cells with corner p, increasing) are vRegionVertices[vRegionStart[p]
-	/// .. vRegionStart[p + 1]), preceded by -1 when the cell is unbounded.
-	std::vector<int64_t> vRegionStart;
-	std::vector<int32_t> vRegionVertices;
 
 	int64_t numRidges() const { return static_cast<int64_t>(vRidgeAreas.size()); }
 	bool isBounded(int32_t point) const;
+	/// The Voronoi vertices of every point's cell as numPoints + 1 offsets
+	/// into vVertexList: those of point p (the cells with corner p,
+	/// increasing) are vVertexList[vStart[p] .. vStart[p + 1]), preceded by
+	/// -1 when the cell is unbounded. vCells as given to compute.
+	void regions(const std::vector<Tet3*>& vCells, std::vector<int64_t>& vStart, std::vector<int32_t>& vVertexList) const;
 };
 
 /// The convex hull of the vertices of a tetrahedralisation: the cell facets

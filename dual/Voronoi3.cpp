@@ -19,19 +19,9 @@ const int aEdgeOfCorners[4][4] = {{-1, 0, 1, 2}, {0, -1, 3, 4}, {1, 3, -1, 5}, {
 const int aEdgeCorners[6][2] = {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}};
 const int aEdgeOffCorners[6][2] = {{2, 3}, {1, 3}, {1, 2}, {0, 3}, {0, 2}, {0, 1}};
 
-// Local edge of a circulator's current edge: the corners that are neither
-// opp3ICI nor opp2ICI.
-int edgeOffOpp(int opp3ICI, int opp2ICI)
-{
-	int a(-1), b(-1);
-	for(int i = 0; i < 4; ++i)
-	{
-		if(i == opp3ICI || i == opp2ICI) continue;
-		if(a < 0) a = i;
-		else b = i;
-	}
-	return aEdgeOfCorners[a][b];
-}
+// Local edge of a circulator's current edge, by its (opp3ICI, opp2ICI): the
+// edge joining the other two corners.
+const int aEdgeOffOpp[4][4] = {{-1, 5, 4, 3}, {5, -1, 2, 1}, {4, 2, -1, 0}, {3, 1, 0, -1}};
 
 template<class Real>
 void centreRelative(const Real B[3], const Real C[3], const Real D[3], Real aOffset[3], Real& det)
@@ -45,6 +35,54 @@ void centreRelative(const Real B[3], const Real C[3], const Real D[3], Real aOff
 	det = B[0] * CxD[0] + B[1] * CxD[1] + B[2] * CxD[2];
 	const Real f(Real(0.5) / det);
 	for(int k = 0; k < 3; ++k) aOffset[k] = (bb * CxD[k] + cc * DxB[k] + dd * BxC[k]) * f;
+}
+
+/// Spreads the low 6 bits of v to every third bit.
+uint32_t spreadBits(uint32_t v)
+{
+	uint32_t spread(0);
+	for(int b = 0; b < 6; ++b) spread |= ((v >> b) & 1u) << (3 * b);
+	return spread;
+}
+
+/// Orders the cells by the box of a 64^3 grid, in Morton order, that holds
+/// their first corner (a counting sort: two linear passes). The pass over the
+/// edges then meets the cells of one neighbourhood close in time, so each
+/// ring is walked through cells still in the cache; the pool's memory order
+/// does not give this, as the kernel reuses the memory of removed cells.
+void sortSpatially(std::vector<Tet3*>& vCells)
+{
+	const int bits(6);
+	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+	for(const Tet3* pTet : vCells)
+	{
+		const Point3* p(pTet->getCorner(0));
+		const double c[3] = {p->x(), p->y(), p->z()};
+		for(int k = 0; k < 3; ++k)
+		{
+			lo[k] = std::min(lo[k], c[k]);
+			hi[k] = std::max(hi[k], c[k]);
+		}
+	}
+	double scale[3];
+	for(int k = 0; k < 3; ++k) scale[k] = hi[k] > lo[k] ? ((1 << bits) - 0.5) / (hi[k] - lo[k]) : 0.0;
+	uint32_t aSpread[1 << bits];
+	for(uint32_t v = 0; v < (1u << bits); ++v) aSpread[v] = spreadBits(v);
+	std::vector<uint32_t> vBox(vCells.size());
+	std::vector<size_t> vStart((size_t(1) << (3 * bits)) + 1, 0);
+	for(size_t i = 0; i < vCells.size(); ++i)
+	{
+		const Point3* p(vCells[i]->getCorner(0));
+		const uint32_t box(aSpread[static_cast<uint32_t>((p->x() - lo[0]) * scale[0])] |
+			aSpread[static_cast<uint32_t>((p->y() - lo[1]) * scale[1])] << 1 |
+			aSpread[static_cast<uint32_t>((p->z() - lo[2]) * scale[2])] << 2);
+		vBox[i] = box;
+		++vStart[box + 1];
+	}
+	for(size_t b = 1; b < vStart.size(); ++b) vStart[b] += vStart[b - 1];
+	std::vector<Tet3*> vSorted(vCells.size());
+	for(size_t i = 0; i < vCells.size(); ++i) vSorted[vStart[vBox[i]]++] = vCells[i];
+	vCells.swap(vSorted);
 }
 
 } // namespace
@@ -88,6 +126,7 @@ void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
 	for(Tet3* pTet : vCells) pTet->hasBeenVisited = false;
 	if(bRenumber)
 	{
+		sortSpatially(vCells);
 		for(size_t k = 0; k < vCells.size(); ++k) vCells[k]->setCustomIndex(static_cast<int>(k));
 		return;
 	}
@@ -189,7 +228,7 @@ void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 				const int32_t cur(pCur->getCustomIndex());
 				vRidgeVertices.push_back(cur);
 				vDone[static_cast<size_t>(cur)] |=
-					static_cast<unsigned char>(1u << edgeOffOpp(it.getOpp3Index(), it.getOpp2Index()));
+					static_cast<unsigned char>(1u << aEdgeOffOpp[it.getOpp3Index()][it.getOpp2Index()]);
 				if(it.nextIsNull())
 				{
 					bOpen = true;
@@ -211,7 +250,7 @@ void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 					const int32_t cur((*back)->getCustomIndex());
 					vBehind.push_back(cur);
 					vDone[static_cast<size_t>(cur)] |=
-						static_cast<unsigned char>(1u << edgeOffOpp(back.getOpp3Index(), back.getOpp2Index()));
+						static_cast<unsigned char>(1u << aEdgeOffOpp[back.getOpp3Index()][back.getOpp2Index()]);
 				}
 				vRidgeVertices.insert(vRidgeVertices.begin() + static_cast<std::ptrdiff_t>(first),
 					vBehind.rbegin(), vBehind.rend());
@@ -254,35 +293,40 @@ void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 		}
 	}
 
-	// The vertices of each point's cell, by counting sort on the corners.
-	vRegionStart.assign(static_cast<size_t>(numPoints) + 1, 0);
-	for(const Tet3* pTet : vCells)
-		for(int i = 0; i < 4; ++i) ++vRegionStart[static_cast<size_t>(pTet->getCorner(i)->getIndex()) + 1];
-	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
-		if(vVolumes[p] == inf) ++vRegionStart[p + 1];
-	for(size_t p = 1; p < vRegionStart.size(); ++p) vRegionStart[p] += vRegionStart[p - 1];
-	vRegionVertices.resize(static_cast<size_t>(vRegionStart.back()));
-	std::vector<int64_t> vNext(vRegionStart.begin(), vRegionStart.end() - 1);
-	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
-		if(vVolumes[p] == inf) vRegionVertices[static_cast<size_t>(vNext[p]++)] = -1;
-	for(size_t k = 0; k < m; ++k)
-		for(int i = 0; i < 4; ++i)
-			vRegionVertices[static_cast<size_t>(vNext[static_cast<size_t>(vCells[k]->getCorner(i)->getIndex())]++)] =
-				static_cast<int32_t>(k);
-
 	// The ridges of each point's cell, by counting sort on the end points.
 	const size_t numRidges(vRidgeAreas.size());
 	vCellStart.assign(static_cast<size_t>(numPoints) + 1, 0);
 	for(int32_t p : vRidgePoints) ++vCellStart[static_cast<size_t>(p) + 1];
 	for(size_t p = 1; p < vCellStart.size(); ++p) vCellStart[p] += vCellStart[p - 1];
 	vCellRidges.resize(2 * numRidges);
-	vNext.assign(vCellStart.begin(), vCellStart.end() - 1);
+	std::vector<int64_t> vNext(vCellStart.begin(), vCellStart.end() - 1);
 	for(size_t r = 0; r < numRidges; ++r)
 	{
 		for(int j = 0; j < 2; ++j)
 			vCellRidges[static_cast<size_t>(vNext[static_cast<size_t>(vRidgePoints[2 * r + j])]++)] =
 				static_cast<int32_t>(r);
 	}
+}
+
+void Voronoi3::regions(const std::vector<Tet3*>& vCells, std::vector<int64_t>& vStart,
+	std::vector<int32_t>& vVertexList) const
+{
+	// A counting sort of the cells by their corners.
+	const size_t m(vCells.size());
+	vStart.assign(static_cast<size_t>(numPoints) + 1, 0);
+	for(const Tet3* pTet : vCells)
+		for(int i = 0; i < 4; ++i) ++vStart[static_cast<size_t>(pTet->getCorner(i)->getIndex()) + 1];
+	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
+		if(!isBounded(static_cast<int32_t>(p))) ++vStart[p + 1];
+	for(size_t p = 1; p < vStart.size(); ++p) vStart[p] += vStart[p - 1];
+	vVertexList.resize(static_cast<size_t>(vStart.back()));
+	std::vector<int64_t> vNext(vStart.begin(), vStart.end() - 1);
+	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
+		if(!isBounded(static_cast<int32_t>(p))) vVertexList[static_cast<size_t>(vNext[p]++)] = -1;
+	for(size_t k = 0; k < m; ++k)
+		for(int i = 0; i < 4; ++i)
+			vVertexList[static_cast<size_t>(vNext[static_cast<size_t>(vCells[k]->getCorner(i)->getIndex())]++)] =
+				static_cast<int32_t>(k);
 }
 
 } // namespace VORN3D

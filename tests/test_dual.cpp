@@ -140,6 +140,9 @@ TEST(Voronoi3, LatticeCellsAreUnitCubesAndHullPointsUnbounded)
 	Mesh mesh(lattice(k));
 	Voronoi3 voronoi;
 	voronoi.compute(mesh.vCells, k * k * k);
+	std::vector<int64_t> vRegionStart;
+	std::vector<int32_t> vRegionVertices;
+	voronoi.regions(mesh.vCells, vRegionStart, vRegionVertices);
 	for(int i = 0; i < k * k * k; ++i)
 	{
 		const Point3& p(mesh.vPoints[static_cast<size_t>(i)]);
@@ -147,8 +150,8 @@ TEST(Voronoi3, LatticeCellsAreUnitCubesAndHullPointsUnbounded)
 		if(bInterior) EXPECT_NEAR(voronoi.vVolumes[static_cast<size_t>(i)], 1.0, 1e-12) << i;
 		else EXPECT_EQ(voronoi.vVolumes[static_cast<size_t>(i)], inf) << i;
 		// The region lists -1 first exactly for unbounded cells.
-		const int64_t first(voronoi.vRegionStart[static_cast<size_t>(i)]);
-		EXPECT_EQ(voronoi.vRegionVertices[static_cast<size_t>(first)] == -1, !bInterior);
+		const int64_t first(vRegionStart[static_cast<size_t>(i)]);
+		EXPECT_EQ(vRegionVertices[static_cast<size_t>(first)] == -1, !bInterior);
 	}
 	// Faces between axis neighbours have area 1, those along the diagonals
 	// of a cube (cospherical cells) area 0.
