@@ -19,15 +19,16 @@ const int aOutwardFacet[4][3] = {{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}};
 void ConvexHull3::compute(const std::vector<Tet3*>& vCells)
 {
 	const size_t m(vCells.size());
-	// Facet numbers: the hull facets of cell k are numbered from
-	// vFirst[k] on, in the order of their opposite corner.
+	// Facet numbers: the hull facets of the cell numbered k are numbered
+	// from vFirst[k] on, in the order of their opposite corner.
 	std::vector<int32_t> vFirst(m + 1, 0);
-	for(size_t k = 0; k < m; ++k)
+	for(const Tet3* pTet : vCells)
 	{
 		int numNull(0);
-		for(int i = 0; i < 4; ++i) numNull += vCells[k]->getOppTet(i) == nullptr;
-		vFirst[k + 1] = vFirst[k] + numNull;
+		for(int i = 0; i < 4; ++i) numNull += pTet->getOppTet(i) == nullptr;
+		vFirst[static_cast<size_t>(pTet->getCustomIndex()) + 1] = numNull;
 	}
+	for(size_t k = 0; k < m; ++k) vFirst[k + 1] += vFirst[k];
 	const size_t numFacets(static_cast<size_t>(vFirst[m]));
 	vFacets.resize(3 * numFacets);
 	vNeighbors.resize(3 * numFacets);
@@ -51,13 +52,12 @@ void ConvexHull3::compute(const std::vector<Tet3*>& vCells)
 	}
 	volume = 0.0;
 	area = 0.0;
-	size_t f(0);
-	for(size_t k = 0; k < m; ++k)
+	for(Tet3* pTet : vCells)
 	{
-		Tet3* pTet(vCells[k]);
 		for(int opp = 0; opp < 4; ++opp)
 		{
 			if(pTet->getOppTet(opp) != nullptr) continue;
+			const size_t f(static_cast<size_t>(facetNumber(pTet, opp)));
 			const Point3* aCorner[3];
 			for(int j = 0; j < 3; ++j)
 			{
@@ -79,7 +79,6 @@ void ConvexHull3::compute(const std::vector<Tet3*>& vCells)
 			double* pEq(&vEquations[4 * f]);
 			for(int c = 0; c < 3; ++c) pEq[c] = n[c] / len;
 			pEq[3] = -(pEq[0] * a[0] + pEq[1] * a[1] + pEq[2] * a[2]);
-			++f;
 		}
 	}
 }

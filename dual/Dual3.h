@@ -27,12 +27,13 @@ namespace VORN3D {
 /// leave it as it is. Indices set before are overwritten.
 void numberVertices(const std::vector<Point3*>& vHandles);
 
-/// All cells of dt, in O(m) without an ordered set. With bRenumber the cells
-/// are numbered 0..m-1 in breadth-first order (custom index = position in
-/// vCells); otherwise each cell is put at the position of its existing custom
-/// index, which must be a numbering 0..m-1 (a wrong one throws
-/// std::invalid_argument). vCells is replaced. The cells' visited flags are
-/// used during the traversal and left false, as the kernel expects.
+/// All cells of dt, in O(m) without an ordered set, in a spatial order (boxes
+/// of a grid along a Morton curve), which keeps the passes over the edges in
+/// the cache. With bRenumber the cells are numbered 0..m-1 in that order
+/// (custom index = position in vCells); otherwise their custom indices stay,
+/// and must be a numbering 0..m-1 (a wrong one throws std::invalid_argument).
+/// vCells is replaced. The cells' visited flags are used during the traversal
+/// and left false, as the kernel expects.
 void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber);
 
 /// Circumcentre of a cell, computed relative to its first corner; cells so
@@ -53,9 +54,10 @@ class Voronoi3
 {
 public:
 	/// Computes everything below. Vertices must carry Point3 indices in
-	/// [0, numPoints) (see numberVertices); vCells comes from collectCells
-	/// (custom index = position). Each edge of the mesh is visited once, by
-	/// one circulation around it.
+	/// [0, numPoints) (see numberVertices); vCells holds every cell once,
+	/// numbered 0..m-1 by its custom index, and is worked through in its
+	/// order (collectCells gives both). Each edge of the mesh is visited once,
+	/// by one circulation around it.
 	void compute(const std::vector<Tet3*>& vCells, int32_t numPoints);
 
 	int32_t numPoints = 0;
@@ -74,13 +76,13 @@ public:
 	/// Volume of each input point's cell; +infinity when unbounded, 0 for an
 	/// index that names no vertex (a duplicate point).
 	std::vector<double> vVolumes;
-	/// numPoints + 1 offsets: the ridges of point p's cell are
-	/// vCellRidges[vCellStart[p] .. vCellStart[p + 1]), in ridge order.
-	std::vector<int64_t> vCellStart;
-	std::vector<int32_t> vCellRidges;
 
 	int64_t numRidges() const { return static_cast<int64_t>(vRidgeAreas.size()); }
 	bool isBounded(int32_t point) const;
+	/// Every point's cell as its faces: numPoints + 1 offsets into vRidges;
+	/// the ridges of point p's cell are vRidges[vStart[p] .. vStart[p + 1]),
+	/// increasing.
+	void cellRidges(std::vector<int64_t>& vStart, std::vector<int32_t>& vRidges) const;
 	/// The Voronoi vertices of every point's cell as numPoints + 1 offsets
 	/// into vVertexList: those of point p (the cells with corner p,
 	/// increasing) are vVertexList[vStart[p] .. vStart[p + 1]), preceded by
@@ -93,7 +95,8 @@ public:
 class ConvexHull3
 {
 public:
-	/// vCells and indices as for Voronoi3::compute.
+	/// vCells and indices as for Voronoi3::compute; facets are numbered in the
+	/// order of the cells' numbers.
 	void compute(const std::vector<Tet3*>& vCells);
 
 	/// 3 per facet, counter-clockwise seen from outside (the right-hand

@@ -37,22 +37,25 @@ void centreRelative(const Real B[3], const Real C[3], const Real D[3], Real aOff
 	for(int k = 0; k < 3; ++k) aOffset[k] = (bb * CxD[k] + cc * DxB[k] + dd * BxC[k]) * f;
 }
 
-/// Spreads the low 6 bits of v to every third bit.
+/// Spreads the low 10 bits of v to every third bit.
 uint32_t spreadBits(uint32_t v)
 {
 	uint32_t spread(0);
-	for(int b = 0; b < 6; ++b) spread |= ((v >> b) & 1u) << (3 * b);
+	for(int b = 0; b < 10; ++b) spread |= ((v >> b) & 1u) << (3 * b);
 	return spread;
 }
 
-/// Orders the cells by the box of a 64^3 grid, in Morton order, that holds
-/// their first corner (a counting sort: two linear passes). The pass over the
+/// Orders the cells by the box of a grid, in Morton order, that holds their
+/// first corner (a counting sort: two linear passes). A box holds a few
+/// hundred cells, a few tens of kilobytes that stay in the cache while the
+/// box is worked through. The pass over the
 /// edges then meets the cells of one neighbourhood close in time, so each
 /// ring is walked through cells still in the cache; the pool's memory order
 /// does not give this, as the kernel reuses the memory of removed cells.
 void sortSpatially(std::vector<Tet3*>& vCells)
 {
-	const int bits(6);
+	const double boxes(std::max(1.0, static_cast<double>(vCells.size()) / 512.0));
+	const int bits(std::min(10, std::max(1, static_cast<int>(std::lround(std::log2(boxes) / 3.0)))));
 	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
 	for(const Tet3* pTet : vCells)
 	{
@@ -66,7 +69,7 @@ void sortSpatially(std::vector<Tet3*>& vCells)
 	}
 	double scale[3];
 	for(int k = 0; k < 3; ++k) scale[k] = hi[k] > lo[k] ? ((1 << bits) - 0.5) / (hi[k] - lo[k]) : 0.0;
-	uint32_t aSpread[1 << bits];
+	uint32_t aSpread[1 << 10];
 	for(uint32_t v = 0; v < (1u << bits); ++v) aSpread[v] = spreadBits(v);
 	std::vector<uint32_t> vBox(vCells.size());
 	std::vector<size_t> vStart((size_t(1) << (3 * bits)) + 1, 0);
@@ -124,22 +127,21 @@ void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
 		}
 	}
 	for(Tet3* pTet : vCells) pTet->hasBeenVisited = false;
+	sortSpatially(vCells);
 	if(bRenumber)
 	{
-		sortSpatially(vCells);
 		for(size_t k = 0; k < vCells.size(); ++k) vCells[k]->setCustomIndex(static_cast<int>(k));
 		return;
 	}
-	std::vector<Tet3*> vPlaced(vCells.size(), nullptr);
-	for(Tet3* pTet : vCells)
+	std::vector<bool> vSeen(vCells.size(), false);
+	for(const Tet3* pTet : vCells)
 	{
 		const int k(pTet->getCustomIndex());
-		if(k < 0 || static_cast<size_t>(k) >= vPlaced.size() || vPlaced[static_cast<size_t>(k)] != nullptr)
+		if(k < 0 || static_cast<size_t>(k) >= vSeen.size() || vSeen[static_cast<size_t>(k)])
 			throw std::invalid_argument("collectCells(): the custom indices are no numbering 0.." +
-				std::to_string(vPlaced.size() - 1) + " of the cells");
-		vPlaced[static_cast<size_t>(k)] = pTet;
+				std::to_string(vSeen.size() - 1) + " of the cells");
+		vSeen[static_cast<size_t>(k)] = true;
 	}
-	vCells.swap(vPlaced);
 }
 
 void circumcentre(const Tet3* pTet, double aCentre[3])
@@ -190,7 +192,7 @@ void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 	const size_t m(vCells.size());
 	const double inf(std::numeric_limits<double>::infinity());
 	vVertices.resize(3 * m);
-	for(size_t k = 0; k < m; ++k) circumcentre(vCells[k], &vVertices[3 * k]);
+	for(const Tet3* pTet : vCells) circumcentre(pTet, &vVertices[3 * static_cast<size_t>(pTet->getCustomIndex())]);
 
 	// Each cell has 6 edges and a cell sits in the ring of each of them, so
 	// the rings hold 6m entries; about 6m / 5.2 edges. Reserving that keeps
@@ -209,9 +211,9 @@ void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 	// Bit e of vDone[k] marks local edge e of cell k as done.
 	std::vector<unsigned char> vDone(m, 0);
 	std::vector<int32_t> vBehind;
-	for(size_t k = 0; k < m; ++k)
+	for(Tet3* pTet : vCells)
 	{
-		Tet3* pTet(vCells[k]);
+		const size_t k(static_cast<size_t>(pTet->getCustomIndex()));
 		for(int e = 0; e < 6; ++e)
 		{
 			if(vDone[k] & (1u << e)) continue;
@@ -293,26 +295,16 @@ void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 		}
 	}
 
-	// The ridges of each point's cell, by counting sort on the end points.
-	const size_t numRidges(vRidgeAreas.size());
-	vCellStart.assign(static_cast<size_t>(numPoints) + 1, 0);
-	for(int32_t p : vRidgePoints) ++vCellStart[static_cast<size_t>(p) + 1];
-	for(size_t p = 1; p < vCellStart.size(); ++p) vCellStart[p] += vCellStart[p - 1];
-	vCellRidges.resize(2 * numRidges);
-	std::vector<int64_t> vNext(vCellStart.begin(), vCellStart.end() - 1);
-	for(size_t r = 0; r < numRidges; ++r)
-	{
-		for(int j = 0; j < 2; ++j)
-			vCellRidges[static_cast<size_t>(vNext[static_cast<size_t>(vRidgePoints[2 * r + j])]++)] =
-				static_cast<int32_t>(r);
-	}
 }
 
 void Voronoi3::regions(const std::vector<Tet3*>& vCells, std::vector<int64_t>& vStart,
 	std::vector<int32_t>& vVertexList) const
 {
-	// A counting sort of the cells by their corners.
+	// A counting sort of the cells by their corners, in the order of their
+	// numbers, so that each list comes out increasing.
 	const size_t m(vCells.size());
+	std::vector<const Tet3*> vOrdered(m);
+	for(const Tet3* pTet : vCells) vOrdered[static_cast<size_t>(pTet->getCustomIndex())] = pTet;
 	vStart.assign(static_cast<size_t>(numPoints) + 1, 0);
 	for(const Tet3* pTet : vCells)
 		for(int i = 0; i < 4; ++i) ++vStart[static_cast<size_t>(pTet->getCorner(i)->getIndex()) + 1];
@@ -324,9 +316,29 @@ void Voronoi3::regions(const std::vector<Tet3*>& vCells, std::vector<int64_t>& v
 	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
 		if(!isBounded(static_cast<int32_t>(p))) vVertexList[static_cast<size_t>(vNext[p]++)] = -1;
 	for(size_t k = 0; k < m; ++k)
+	{
+		const Tet3* pTet(vOrdered[k]);
 		for(int i = 0; i < 4; ++i)
-			vVertexList[static_cast<size_t>(vNext[static_cast<size_t>(vCells[k]->getCorner(i)->getIndex())]++)] =
+			vVertexList[static_cast<size_t>(vNext[static_cast<size_t>(pTet->getCorner(i)->getIndex())]++)] =
 				static_cast<int32_t>(k);
+	}
+}
+
+void Voronoi3::cellRidges(std::vector<int64_t>& vStart, std::vector<int32_t>& vRidges) const
+{
+	// A counting sort of the ridges by their two points.
+	const size_t numFaces(vRidgeAreas.size());
+	vStart.assign(static_cast<size_t>(numPoints) + 1, 0);
+	for(int32_t p : vRidgePoints) ++vStart[static_cast<size_t>(p) + 1];
+	for(size_t p = 1; p < vStart.size(); ++p) vStart[p] += vStart[p - 1];
+	vRidges.resize(2 * numFaces);
+	std::vector<int64_t> vNext(vStart.begin(), vStart.end() - 1);
+	for(size_t r = 0; r < numFaces; ++r)
+	{
+		for(int j = 0; j < 2; ++j)
+			vRidges[static_cast<size_t>(vNext[static_cast<size_t>(vRidgePoints[2 * r + j])]++)] =
+				static_cast<int32_t>(r);
+	}
 }
 
 } // namespace VORN3D

@@ -85,8 +85,6 @@ py::dict DualArrays::take()
 		d["ridge_vertices"] = adopt(std::move(v.vRidgeVertices), {static_cast<py::ssize_t>(v.vRidgeVertices.size())});
 		d["ridge_areas"] = adopt(std::move(v.vRidgeAreas), {static_cast<py::ssize_t>(v.vRidgeAreas.size())});
 		d["volumes"] = adopt(std::move(v.vVolumes), {static_cast<py::ssize_t>(v.vVolumes.size())});
-		d["cell_start"] = adopt(std::move(v.vCellStart), {static_cast<py::ssize_t>(v.vCellStart.size())});
-		d["cell_ridges"] = adopt(std::move(v.vCellRidges), {static_cast<py::ssize_t>(v.vCellRidges.size())});
 		std::vector<int64_t>& vStart(pData->vRegionStart);
 		std::vector<int32_t>& vVertices(pData->vRegionVertices);
 		d["region_start"] = adopt(std::move(vStart), {static_cast<py::ssize_t>(vStart.size())});

@@ -140,15 +140,28 @@ TEST(Voronoi3, LatticeCellsAreUnitCubesAndHullPointsUnbounded)
 	Mesh mesh(lattice(k));
 	Voronoi3 voronoi;
 	voronoi.compute(mesh.vCells, k * k * k);
-	std::vector<int64_t> vRegionStart;
-	std::vector<int32_t> vRegionVertices;
+	std::vector<int64_t> vRegionStart, vCellStart;
+	std::vector<int32_t> vRegionVertices, vCellRidges;
 	voronoi.regions(mesh.vCells, vRegionStart, vRegionVertices);
+	voronoi.cellRidges(vCellStart, vCellRidges);
 	for(int i = 0; i < k * k * k; ++i)
 	{
 		const Point3& p(mesh.vPoints[static_cast<size_t>(i)]);
 		const bool bInterior(p.x() > 0 && p.x() < k - 1 && p.y() > 0 && p.y() < k - 1 && p.z() > 0 && p.z() < k - 1);
 		if(bInterior) EXPECT_NEAR(voronoi.vVolumes[static_cast<size_t>(i)], 1.0, 1e-12) << i;
 		else EXPECT_EQ(voronoi.vVolumes[static_cast<size_t>(i)], inf) << i;
+		// The faces of a cube add up to its surface, 6; each names the point.
+		double surface(0.0);
+		for(int64_t f = vCellStart[static_cast<size_t>(i)]; f < vCellStart[static_cast<size_t>(i) + 1]; ++f)
+		{
+			const size_t r(static_cast<size_t>(vCellRidges[static_cast<size_t>(f)]));
+			EXPECT_TRUE(voronoi.vRidgePoints[2 * r] == i || voronoi.vRidgePoints[2 * r + 1] == i);
+			surface += voronoi.vRidgeAreas[r];
+		}
+		if(bInterior)
+		{
+			EXPECT_NEAR(surface, 6.0, 1e-12) << i;
+		}
 		// The region lists -1 first exactly for unbounded cells.
 		const int64_t first(vRegionStart[static_cast<size_t>(i)]);
 		EXPECT_EQ(vRegionVertices[static_cast<size_t>(first)] == -1, !bInterior);
@@ -309,8 +322,12 @@ TEST(CollectCells, KeepsAGivenNumberingAndRefusesABrokenOne)
 	for(size_t k = 0; k < vReversed.size(); ++k) vReversed[k]->setCustomIndex(static_cast<int>(k));
 	std::vector<Tet3*> vKept;
 	collectCells(mesh.dt, vKept, false);
-	EXPECT_EQ(vKept, vReversed);
-	for(const Tet3* pTet : vKept) EXPECT_FALSE(pTet->hasBeenVisited);
+	ASSERT_EQ(vKept.size(), vReversed.size());
+	for(const Tet3* pTet : vKept)
+	{
+		EXPECT_EQ(vReversed[static_cast<size_t>(pTet->getCustomIndex())], pTet);
+		EXPECT_FALSE(pTet->hasBeenVisited);
+	}
 	vReversed[0]->setCustomIndex(1);
 	EXPECT_THROW(collectCells(mesh.dt, vKept, false), std::invalid_argument);
 }
