@@ -3,7 +3,9 @@ same answers checked, and the Voronoi cells alone at larger sizes.
 
     PYTHONPATH=build/release/python /usr/bin/python3 bench/dual_vs_scipy.py [--repeat 3] [--large 1e6 ...]
 
-Times are medians of --repeat runs (wall clock, one thread), in seconds.
+Times are medians of --repeat runs, in seconds of processor time of this
+process (time.process_time): both libraries run on one thread, and on a
+shared machine this counts only their own work.
 "Voronoi, lists" adds building ridge_vertices and regions as Python lists,
 which scipy always does and vorn3d does on first use. "brute volumes" is
 what scipy users do for cell volumes: one ConvexHull per bounded region.
@@ -22,9 +24,9 @@ import vorn3d
 def median_time(fn, repeat):
     times, result = [], None
     for _ in range(repeat):
-        start = time.perf_counter()
+        start = time.process_time()
         result = fn()
-        times.append(time.perf_counter() - start)
+        times.append(time.process_time() - start)
     return statistics.median(times), result
 
 
@@ -56,7 +58,7 @@ def main():
     parser.add_argument("--hull-sphere", type=float, default=1e5)
     args = parser.parse_args()
     rng = np.random.default_rng(2026)
-    print(f"load average at start: {os.getloadavg()[0]:.2f}; median of {args.repeat} runs; seconds")
+    print(f"load average at start: {os.getloadavg()[0]:.2f}; median of {args.repeat} runs; seconds of processor time")
     print()
     print("| points | scipy Voronoi | vorn3d Voronoi | ratio | vorn3d Voronoi, lists | ratio | same ridge_points | volumes vs brute |")
     print("|---|---|---|---|---|---|---|---|")
