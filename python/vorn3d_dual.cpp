@@ -37,8 +37,6 @@ py::ssize_t rows(size_t size, size_t width)
 struct DualArrays::Data
 {
 	std::unique_ptr<Voronoi3> pVoronoi;
-	std::vector<int64_t> vRegionStart;
-	std::vector<int32_t> vRegionVertices;
 	std::unique_ptr<ConvexHull3> pHull;
 	std::vector<int32_t> vCandidates;
 };
@@ -56,7 +54,6 @@ void DualArrays::computeVoronoi(Vorn_3D& dt, int32_t numPoints)
 	collectCells(dt, vCells, false);
 	pData->pVoronoi.reset(new Voronoi3);
 	pData->pVoronoi->compute(vCells, numPoints);
-	pData->pVoronoi->regions(vCells, pData->vRegionStart, pData->vRegionVertices);
 }
 
 void DualArrays::computeHull(Vorn_3D& dt)
@@ -85,10 +82,6 @@ py::dict DualArrays::take()
 		d["ridge_vertices"] = adopt(std::move(v.vRidgeVertices), {static_cast<py::ssize_t>(v.vRidgeVertices.size())});
 		d["ridge_areas"] = adopt(std::move(v.vRidgeAreas), {static_cast<py::ssize_t>(v.vRidgeAreas.size())});
 		d["volumes"] = adopt(std::move(v.vVolumes), {static_cast<py::ssize_t>(v.vVolumes.size())});
-		std::vector<int64_t>& vStart(pData->vRegionStart);
-		std::vector<int32_t>& vVertices(pData->vRegionVertices);
-		d["region_start"] = adopt(std::move(vStart), {static_cast<py::ssize_t>(vStart.size())});
-		d["region_vertices"] = adopt(std::move(vVertices), {static_cast<py::ssize_t>(vVertices.size())});
 		pData->pVoronoi.reset();
 	}
 	if(!pData->vCandidates.empty())

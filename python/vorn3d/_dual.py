@@ -154,7 +154,6 @@ class Voronoi:
             ridge_vertices = ridge_vertices[np.repeat(listed, length)]
             start = np.concatenate([[0], np.cumsum(length[listed])])
         self._ridge_start, self._ridge_vertices = start, ridge_vertices
-        self._region_start, self._region_vertices = arrays["region_start"], arrays["region_vertices"]
         representative = self.delaunay._representative
         self.point_region = representative.astype(np.intp)
         self.volumes = arrays["volumes"][representative]
@@ -192,7 +191,19 @@ class Voronoi:
         first when it is unbounded; ``regions[point_region[i]]`` is point
         i's cell (a point equal to an earlier one has an empty region of
         its own and is mapped to the earlier one's)."""
-        return _csr_lists(self._region_start, self._region_vertices)
+        # The cells with corner p, in increasing order, after -1 when p's
+        # cell is unbounded.
+        corners = self.delaunay.simplices.ravel()
+        order = np.argsort(corners, kind="stable")
+        count = np.bincount(corners, minlength=self.npoints)
+        unbounded = np.isinf(self.volumes) & (self.point_region == np.arange(self.npoints))
+        length = count + unbounded
+        start = np.concatenate([[0], np.cumsum(length)])
+        values = np.full(start[-1], -1, dtype=np.int64)
+        point = corners[order]
+        first_of_point = np.concatenate([[0], np.cumsum(count)])[point]
+        values[start[point] + unbounded[point] + np.arange(len(order)) - first_of_point] = order // 4
+        return _csr_lists(start, values)
 
     @functools.cached_property
     def ridge_dict(self):

@@ -98,10 +98,13 @@ def test_cells_tile_the_mirrored_cube(n):
 
 
 def test_lattice_cells_are_unit_cubes_and_points_on_a_sphere_unbounded():
-    pts = grid(5)
+    pts = np.vstack([grid(5), grid(5)[::-1]])  # each point twice
     v = vorn3d.Voronoi(pts)
     interior = ((pts > 0) & (pts < 4)).all(axis=1)
     assert np.allclose(v.volumes[interior], 1.0, rtol=0, atol=1e-12) and np.isinf(v.volumes[~interior]).all()
+    assert (v.point_region[125:] == np.arange(125)[::-1]).all()
+    # A cube's corners, each the centre of several cospherical tetrahedra.
+    assert all(len(np.unique(v.vertices[v.regions[r]].round(9), axis=0)) == 8 for r in v.point_region[interior])
     sphere = vorn3d.Voronoi(on_sphere(300))
     assert np.isinf(sphere.volumes).all()
     assert all(-1 in sphere.regions[r] for r in sphere.point_region)
