@@ -330,6 +330,7 @@ PYBIND11_MODULE(_core, m)
 		.def("dual", &Triangulation::dual, py::arg("what"), "Voronoi cells or convex hull as a dict of arrays.");
 	m.def("hull_candidates", &hullCandidates, py::arg("points"),
 		"Positions of the (n, 3) points that may be convex hull vertices.");
+	vorn3d_python::bindDual(m);
 	m.def("vertex_neighbors", &vertexNeighbors, py::arg("simplices"), py::arg("npoints"),
 		"(indptr, indices) of the edges of the cells in simplices.");
 }

@@ -6,6 +6,7 @@
 
 #include <pybind11/numpy.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <utility>
@@ -101,6 +102,58 @@ py::dict DualArrays::take()
 		pData->pHull.reset();
 	}
 	return d;
+}
+
+namespace {
+
+using Int64Array = py::array_t<int64_t, py::array::c_style | py::array::forcecast>;
+
+/// The rows values[start[i]:start[i + 1]] as a list of lists of int. Each
+/// distinct value is one shared int object, so that millions of entries
+/// cost a reference each rather than an allocation.
+py::list csrLists(const Int64Array& start, const Int64Array& values)
+{
+	if(start.ndim() != 1 || values.ndim() != 1 || start.size() < 1)
+		throw py::value_error("start and values must be flat, start not empty");
+	const int64_t* pStart(start.data());
+	const int64_t* pValue(values.data());
+	const py::ssize_t numRows(start.size() - 1);
+	int64_t lo(0), hi(-1);
+	for(py::ssize_t i = 0; i < values.size(); ++i)
+	{
+		lo = std::min(lo, pValue[i]);
+		hi = std::max(hi, pValue[i]);
+	}
+	for(py::ssize_t r = 0; r < numRows; ++r)
+		if(pStart[r] < 0 || pStart[r] > pStart[r + 1] || pStart[r + 1] > values.size())
+			throw py::value_error("start must rise from 0 to len(values)");
+	std::vector<py::int_> vInts;
+	vInts.reserve(static_cast<size_t>(hi - lo + 1));
+	for(int64_t v = lo; v <= hi; ++v) vInts.emplace_back(v);
+	// Filled through the C API: each new list takes its items without the
+	// checks and temporaries of item assignment.
+	py::list rows(numRows);
+	for(py::ssize_t r = 0; r < numRows; ++r)
+	{
+		PyObject* pRow(PyList_New(static_cast<py::ssize_t>(pStart[r + 1] - pStart[r])));
+		if(pRow == nullptr) throw py::error_already_set();
+		for(int64_t k = pStart[r]; k < pStart[r + 1]; ++k)
+		{
+			PyObject* pItem(vInts[static_cast<size_t>(pValue[k] - lo)].ptr());
+			Py_INCREF(pItem);
+			PyList_SET_ITEM(pRow, static_cast<py::ssize_t>(k - pStart[r]), pItem);
+		}
+		PyList_SET_ITEM(rows.ptr(), r, pRow);
+	}
+	return rows;
+}
+
+} // namespace
+
+void bindDual(py::module_& m)
+{
+	m.def("csr_lists", &csrLists, py::arg("start"), py::arg("values"),
+		"The rows values[start[i]:start[i + 1]] as a list of lists of int.");
 }
 
 } // namespace vorn3d_python

@@ -38,6 +38,9 @@ private:
 	Data* pData;
 };
 
+/// Functions of the dual layer that need no mesh.
+void bindDual(pybind11::module_& m);
+
 } // namespace vorn3d_python
 
 #endif

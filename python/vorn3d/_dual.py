@@ -6,18 +6,11 @@ import functools
 
 import numpy as np
 
-from ._core import hull_candidates
+from ._core import csr_lists, hull_candidates
 
 # Qhull lifts input points to a paraboloid whose top it puts 10% above the
 # highest lifted input point; scipy exposes that scaling, and so do we.
 _PARABOLOID_TOP = 1.1
-
-
-def _csr_lists(start, values):
-    """The rows values[start[i]:start[i + 1]] as a list of lists."""
-    flat = values.tolist()
-    bounds = start.tolist()
-    return [flat[bounds[i]:bounds[i + 1]] for i in range(len(bounds) - 1)]
 
 
 class DelaunayGeometry:
@@ -183,7 +176,7 @@ class Voronoi:
     def ridge_vertices(self):
         """List of lists of int: the Voronoi vertices of each ridge in order
         around it; -1 (the vertex at infinity) first when it is unbounded."""
-        return _csr_lists(self._ridge_start, self._ridge_vertices)
+        return csr_lists(self._ridge_start, self._ridge_vertices)
 
     @functools.cached_property
     def regions(self):
@@ -203,7 +196,7 @@ class Voronoi:
         point = corners[order]
         first_of_point = np.concatenate([[0], np.cumsum(count)])[point]
         values[start[point] + unbounded[point] + np.arange(len(order)) - first_of_point] = order // 4
-        return _csr_lists(start, values)
+        return csr_lists(start, values)
 
     @functools.cached_property
     def ridge_dict(self):
