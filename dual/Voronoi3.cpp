@@ -46,20 +46,18 @@ uint32_t spreadBits(uint32_t v)
 }
 
 /// Orders the cells by the box of a grid, in Morton order, that holds their
-/// first corner (a counting sort: two linear passes). A box holds a few
-/// hundred cells, a few tens of kilobytes that stay in the cache while the
-/// box is worked through. The pass over the
-/// edges then meets the cells of one neighbourhood close in time, so each
-/// ring is walked through cells still in the cache; the pool's memory order
-/// does not give this, as the kernel reuses the memory of removed cells.
-void sortSpatially(std::vector<Tet3*>& vCells)
+/// first corner (a counting sort: two linear passes), clears their visited
+/// flags and, with bRenumber, numbers them in the new order. A box holds a
+/// few hundred cells, a few tens of kilobytes that stay in the cache while
+/// the box is worked through; the pool's memory order does not give this, as
+/// the kernel reuses the memory of removed cells.
+void sortSpatially(std::vector<Tet3*>& vCells, const std::vector<Point3*>& vVertices, bool bRenumber)
 {
 	const double boxes(std::max(1.0, static_cast<double>(vCells.size()) / 512.0));
 	const int bits(std::min(10, std::max(1, static_cast<int>(std::lround(std::log2(boxes) / 3.0)))));
 	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-	for(const Tet3* pTet : vCells)
+	for(const Point3* p : vVertices)
 	{
-		const Point3* p(pTet->getCorner(0));
 		const double c[3] = {p->x(), p->y(), p->z()};
 		for(int k = 0; k < 3; ++k)
 		{
@@ -75,7 +73,9 @@ void sortSpatially(std::vector<Tet3*>& vCells)
 	std::vector<size_t> vStart((size_t(1) << (3 * bits)) + 1, 0);
 	for(size_t i = 0; i < vCells.size(); ++i)
 	{
-		const Point3* p(vCells[i]->getCorner(0));
+		Tet3* pTet(vCells[i]);
+		pTet->hasBeenVisited = false;
+		const Point3* p(pTet->getCorner(0));
 		const uint32_t box(aSpread[static_cast<uint32_t>((p->x() - lo[0]) * scale[0])] |
 			aSpread[static_cast<uint32_t>((p->y() - lo[1]) * scale[1])] << 1 |
 			aSpread[static_cast<uint32_t>((p->z() - lo[2]) * scale[2])] << 2);
@@ -84,7 +84,12 @@ void sortSpatially(std::vector<Tet3*>& vCells)
 	}
 	for(size_t b = 1; b < vStart.size(); ++b) vStart[b] += vStart[b - 1];
 	std::vector<Tet3*> vSorted(vCells.size());
-	for(size_t i = 0; i < vCells.size(); ++i) vSorted[vStart[vBox[i]]++] = vCells[i];
+	for(size_t i = 0; i < vCells.size(); ++i)
+	{
+		const size_t k(vStart[vBox[i]]++);
+		vSorted[k] = vCells[i];
+		if(bRenumber) vCells[i]->setCustomIndex(static_cast<int>(k));
+	}
 	vCells.swap(vSorted);
 }
 
@@ -111,7 +116,9 @@ void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
 		}
 	}
 	if(pStart == nullptr) return;
-	// Breadth-first: vCells itself is the queue.
+	// Breadth-first: vCells itself is the queue. A tetrahedralisation has
+	// about 6.7 cells per vertex.
+	vCells.reserve(7 * vVertices.size() + 16);
 	pStart->hasBeenVisited = true;
 	vCells.push_back(pStart);
 	for(size_t k = 0; k < vCells.size(); ++k)
@@ -126,13 +133,8 @@ void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
 			}
 		}
 	}
-	for(Tet3* pTet : vCells) pTet->hasBeenVisited = false;
-	sortSpatially(vCells);
-	if(bRenumber)
-	{
-		for(size_t k = 0; k < vCells.size(); ++k) vCells[k]->setCustomIndex(static_cast<int>(k));
-		return;
-	}
+	sortSpatially(vCells, vVertices, bRenumber);
+	if(bRenumber) return;
 	std::vector<bool> vSeen(vCells.size(), false);
 	for(const Tet3* pTet : vCells)
 	{
