@@ -301,15 +301,13 @@ py::tuple vertexNeighbors(const py::array_t<int32_t, py::array::c_style | py::ar
 		toNumpy(std::move(vIndices), {numIndices}));
 }
 
-/// Positions of the points that may be convex hull vertices; the others lie
-/// strictly inside the hull of the kept ones.
-IndexArray hullCandidates(const PointArray& points)
+/// The convex hull of (n, 3) points as a dict of arrays (see vorn3d_dual.h).
+py::dict convexHull(const PointArray& points)
 {
 	requireRows(points, "points");
 	vorn3d_python::DualArrays arrays;
-	callLibrary(false, [&] { arrays.computeHullCandidates(points.data(), static_cast<int64_t>(points.shape(0))); });
-	py::dict d(arrays.take());
-	return d.contains("candidates") ? d["candidates"].cast<IndexArray>() : IndexArray(0);
+	callLibrary(false, [&] { arrays.computeConvexHull(points.data(), static_cast<int64_t>(points.shape(0))); });
+	return arrays.take();
 }
 
 } // namespace
@@ -328,8 +326,7 @@ PYBIND11_MODULE(_core, m)
 			"Cell number of each (n, 3) query row, -1 outside the hull.")
 		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.")
 		.def("dual", &Triangulation::dual, py::arg("what"), "Voronoi cells or convex hull as a dict of arrays.");
-	m.def("hull_candidates", &hullCandidates, py::arg("points"),
-		"Positions of the (n, 3) points that may be convex hull vertices.");
+	m.def("convex_hull", &convexHull, py::arg("points"), "Convex hull of (n, 3) points as a dict of arrays.");
 	vorn3d_python::bindDual(m);
 	m.def("vertex_neighbors", &vertexNeighbors, py::arg("simplices"), py::arg("npoints"),
 		"(indptr, indices) of the edges of the cells in simplices.");

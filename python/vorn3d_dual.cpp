@@ -39,7 +39,11 @@ struct DualArrays::Data
 {
 	std::unique_ptr<Voronoi3> pVoronoi;
 	std::unique_ptr<ConvexHull3> pHull;
-	std::vector<int32_t> vCandidates;
+	// Input positions of the hull's vertex numbers, and (duplicate, first)
+	// pairs of input positions; only for computeConvexHull.
+	std::vector<int32_t> vKept, vDuplicates;
+	bool bHullOfPoints = false;
+	bool bSolid = true;
 };
 
 DualArrays::DualArrays(): pData(new Data) {}
@@ -65,9 +69,33 @@ void DualArrays::computeHull(Vorn_3D& dt)
 	pData->pHull->compute(vCells);
 }
 
-void DualArrays::computeHullCandidates(const double* points, int64_t n)
+void DualArrays::computeConvexHull(const double* points, int64_t n)
 {
-	pData->vCandidates = hullCandidates(points, n);
+	pData->bHullOfPoints = true;
+	std::vector<int32_t>& vKept(pData->vKept);
+	vKept = hullCandidates(points, n);
+	std::vector<Point3> vPoints;
+	vPoints.reserve(vKept.size());
+	for(int32_t i : vKept) vPoints.emplace_back(points[3 * i], points[3 * i + 1], points[3 * i + 2]);
+	Vorn_3D dt;
+	std::vector<Point3*> vHandles;
+	dt.insert(vPoints, vHandles);
+	if(!dt.is3D())
+	{
+		pData->bSolid = false;
+		return;
+	}
+	numberVertices(vHandles);
+	for(size_t i = 0; i < vHandles.size(); ++i)
+	{
+		const int first(vHandles[i]->getIndex());
+		if(static_cast<size_t>(first) != i) pData->vDuplicates.insert(pData->vDuplicates.end(), {vKept[i], vKept[first]});
+	}
+	std::vector<Tet3*> vCells;
+	collectCells(dt, vCells, true);
+	pData->pHull.reset(new ConvexHull3);
+	pData->pHull->compute(vCells);
+	for(int32_t& corner : pData->pHull->vFacets) corner = vKept[static_cast<size_t>(corner)];
 }
 
 py::dict DualArrays::take()
@@ -85,10 +113,11 @@ py::dict DualArrays::take()
 		d["volumes"] = adopt(std::move(v.vVolumes), {static_cast<py::ssize_t>(v.vVolumes.size())});
 		pData->pVoronoi.reset();
 	}
-	if(!pData->vCandidates.empty())
+	if(pData->bHullOfPoints)
 	{
-		const py::ssize_t n(static_cast<py::ssize_t>(pData->vCandidates.size()));
-		d["candidates"] = adopt(std::move(pData->vCandidates), {n});
+		d["solid"] = pData->bSolid;
+		const py::ssize_t numDuplicates(static_cast<py::ssize_t>(pData->vDuplicates.size() / 2));
+		d["duplicates"] = adopt(std::move(pData->vDuplicates), {numDuplicates, 2});
 	}
 	if(pData->pHull)
 	{

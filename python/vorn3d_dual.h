@@ -27,9 +27,11 @@ public:
 	void computeVoronoi(VORN3D::Vorn_3D& dt, int32_t numPoints);
 	/// Hull facets of the mesh.
 	void computeHull(VORN3D::Vorn_3D& dt);
-	/// Positions of the points that may be hull vertices (hullCandidates);
-	/// it tetrahedralises the extreme points with a Vorn_3D of its own.
-	void computeHullCandidates(const double* points, int64_t n);
+	/// The convex hull of n points (3 doubles each), without a Triangulation:
+	/// the points that may be hull vertices (hullCandidates) go into a
+	/// Vorn_3D of its own. Facets name input positions; a point equal to an
+	/// earlier kept one is listed with it under "duplicates".
+	void computeConvexHull(const double* points, int64_t n);
 	/// The arrays computed, by name; the buffers move into numpy.
 	pybind11::dict take();
 

@@ -6,7 +6,7 @@ import functools
 
 import numpy as np
 
-from ._core import csr_lists, hull_candidates
+from ._core import convex_hull, csr_lists
 
 # Qhull lifts input points to a paraboloid whose top it puts 10% above the
 # highest lifted input point; scipy exposes that scaling, and so do we.
@@ -236,28 +236,24 @@ class ConvexHull:
         points = _as_points(points)
         if not np.isfinite(points).all() or len(points) < 4:
             Delaunay(points)  # raises the same error as the tetrahedralisation
-        keep = hull_candidates(points)
-        try:
-            tri = Delaunay(points[keep])
-        except Exception:
-            Delaunay(points)  # the error, named after the input positions
-            raise
-        arrays = tri._mesh.dual("hull")
+        arrays = convex_hull(points)
+        if not arrays["solid"]:
+            Delaunay(points)  # all in one plane: the same error again
+            raise AssertionError("a flat point set passed Delaunay")
         self._points = points
-        self.simplices = keep[arrays["simplices"]]
+        self.simplices = arrays["simplices"]
         self.neighbors = arrays["neighbors"]
         self.equations = arrays["equations"]
         self.area = float(arrays["area"])
         self.volume = float(arrays["volume"])
         self.vertices = np.unique(self.simplices).astype(np.int32)
         # Duplicates of a hull vertex: (point, a facet with the vertex, vertex).
-        duplicate = np.flatnonzero(tri._representative != np.arange(tri.npoints))
-        vertex = tri._representative[duplicate]
-        facet_of = np.full(tri.npoints, -1, dtype=np.int32)
-        facet_of[arrays["simplices"][::-1].ravel()] = np.repeat(np.arange(len(self.simplices))[::-1], 3)
+        duplicate, vertex = arrays["duplicates"].T
+        facet_of = np.full(len(points), -1, dtype=np.int32)
+        facet_of[self.simplices[::-1].ravel()] = np.repeat(np.arange(len(self.simplices), dtype=np.int32)[::-1], 3)
         on_hull = facet_of[vertex] >= 0
-        self.coplanar = np.column_stack(
-            [keep[duplicate[on_hull]], facet_of[vertex[on_hull]], keep[vertex[on_hull]]]).astype(np.int32).reshape(-1, 3)
+        self.coplanar = np.column_stack([duplicate[on_hull], facet_of[vertex[on_hull]], vertex[on_hull]]).astype(
+            np.int32).reshape(-1, 3)
 
     @property
     def points(self):
