@@ -56,6 +56,8 @@ def test_voronoi_matches_scipy(name):
     assert ours.ridge_points.dtype == peer.ridge_points.dtype and ours.point_region.dtype == peer.point_region.dtype
     assert pairs(ours.ridge_points) == pairs(peer.ridge_points)
     assert len(ours.ridge_vertices) == len(ours.ridge_points) == len(ours.ridge_areas)
+    assert {tuple(sorted(k)) for k in ours.ridge_dict} == pairs(peer.ridge_points)
+    assert ours.ridge_dict[tuple(ours.ridge_points[-1])] == ours.ridge_vertices[-1]
     scale = np.abs(pts).max()
     peer_ridges = dict(zip(map(tuple, np.sort(peer.ridge_points, axis=1).tolist()), peer.ridge_vertices))
     for (p, q), rv, area in zip(np.sort(ours.ridge_points, axis=1).tolist(), ours.ridge_vertices, ours.ridge_areas):
