@@ -12,9 +12,7 @@ namespace VORN3D {
 
 namespace {
 
-// Local number 0..5 of the edge joining corners i and j of a cell.
-const int aEdgeOfCorners[4][4] = {{-1, 0, 1, 2}, {0, -1, 3, 4}, {1, 3, -1, 5}, {2, 4, 5, -1}};
-// The two corners of edge e, and the two corners off it (the first pair of
+// Local edges 0..5 of a cell: the two corners of edge e, and the two corners off it (the first pair of
 // Edge3's opp3ICI, opp2ICI for that edge).
 const int aEdgeCorners[6][2] = {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}};
 const int aEdgeOffCorners[6][2] = {{2, 3}, {1, 3}, {1, 2}, {0, 3}, {0, 2}, {0, 1}};

@@ -2,7 +2,7 @@
 //
 // The points of the unit cube are mirrored in its six faces; the cells of
 // the original points are then exactly the cube's share of each point, so
-// their volumes add up to 1. Run with a point count (default 20000) to see
+// their volumes add up to 1. Run with a point count (default 5000) to see
 // how long the cells take against the tetrahedralisation.
 #include <ctime>
 #include <cmath>
@@ -31,7 +31,7 @@ int main(int argc, char** argv)
 {
 	// Coordinates on a grid of step 2^-30, so that the mirror images 2 - x
 	// are exact. With a second argument the points are left unmirrored.
-	const size_t count(argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 20000);
+	const size_t count(argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 5000);
 	std::mt19937_64 random(7);
 	std::uniform_int_distribution<int64_t> grid(0, (int64_t(1) << 30) - 1);
 	std::vector<Point3> vPoints;
