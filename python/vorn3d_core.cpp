@@ -8,6 +8,8 @@
 // arrays made here.
 #include <vorn3d/Vorn_3D.h>
 
+#include "vorn3d_dual.h"
+
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
@@ -238,6 +240,19 @@ public:
 
 	bool is3D() const { return pDt->is3D(); }
 
+	/// The Voronoi cells ("voronoi") or the convex hull ("hull") of the
+	/// vertices, as a dict of arrays; Voronoi vertex k is the circumcentre of
+	/// simplex k.
+	py::dict dual(const std::string& what)
+	{
+		vorn3d_python::DualArrays arrays;
+		callLibrary(bVerbose, [&] {
+			if(what == "voronoi") arrays.computeVoronoi(*pDt, numPoints);
+			else arrays.computeHull(*pDt);
+		});
+		return arrays.take();
+	}
+
 private:
 	/// The number of a cell of the current mesh, -1 for none.
 	int64_t cellNumber(const Tet3* pTet) const
@@ -326,6 +341,15 @@ py::tuple vertexNeighbors(const py::array_t<int32_t, py::array::c_style | py::ar
 	return py::make_tuple(indptr, indices);
 }
 
+/// The convex hull of (n, 3) points as a dict of arrays (see vorn3d_dual.h).
+py::dict convexHull(const PointArray& points)
+{
+	requireRows(points, "points");
+	vorn3d_python::DualArrays arrays;
+	callLibrary(false, [&] { arrays.computeConvexHull(points.data(), static_cast<int64_t>(points.shape(0))); });
+	return arrays.take();
+}
+
 } // namespace
 
 PYBIND11_MODULE(_core, m)
@@ -340,7 +364,10 @@ PYBIND11_MODULE(_core, m)
 			"Inserts (n, 3) points; returns (representative, simplices, neighbors).")
 		.def("find_simplex", &Triangulation::findSimplex, py::arg("xi"),
 			"Cell number of each (n, 3) query row, -1 outside the hull.")
-		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.");
+		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.")
+		.def("dual", &Triangulation::dual, py::arg("what"), "Voronoi cells or convex hull as a dict of arrays.");
+	m.def("convex_hull", &convexHull, py::arg("points"), "Convex hull of (n, 3) points as a dict of arrays.");
+	vorn3d_python::bindDual(m);
 	m.def("vertex_neighbors", &vertexNeighbors, py::arg("simplices"), py::arg("npoints"),
 		"(indptr, indices) of the edges of the cells in simplices.");
 	m.def(

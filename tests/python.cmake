@@ -40,6 +40,18 @@ if(TARGET vorn3d_core)
     COMMAND ${VORN3D_PYTHON} ${CMAKE_SOURCE_DIR}/examples/python/delaunay_demo.py)
   set_tests_properties(example.python_delaunay_demo PROPERTIES TIMEOUT 300 ENVIRONMENT "${pythonEnvironment}")
 
+  # The Voronoi example on a small set, writing its histogram here.
+  vorn3d_missing_modules(missing ${VORN3D_PYTHON} matplotlib)
+  if(missing STREQUAL "")
+    add_test(NAME example.python_voronoi_volumes
+      COMMAND ${VORN3D_PYTHON} ${CMAKE_SOURCE_DIR}/examples/python/voronoi_volumes.py 5000
+        ${CMAKE_CURRENT_BINARY_DIR}/voronoi_volumes.png)
+    set_tests_properties(example.python_voronoi_volumes PROPERTIES TIMEOUT 300 ENVIRONMENT "${pythonEnvironment}")
+  else()
+    message(STATUS "example.python_voronoi_volumes skipped: ${VORN3D_PYTHON} lacks matplotlib")
+    vorn3d_skipped_test(example.python_voronoi_volumes "${VORN3D_PYTHON} lacks matplotlib (Debian: python3-matplotlib)")
+  endif()
+
   vorn3d_missing_modules(missing ${VORN3D_PYTHON} venv ensurepip setuptools wheel)
   if(missing STREQUAL "")
     add_test(NAME python.pip_install
@@ -53,7 +65,7 @@ if(TARGET vorn3d_core)
       "${VORN3D_PYTHON} lacks ${missing} (Debian: python3-venv python3-setuptools python3-wheel)")
   endif()
 else()
-  foreach(name python.pytest example.python_delaunay_demo python.pip_install)
+  foreach(name python.pytest example.python_delaunay_demo example.python_voronoi_volumes python.pip_install)
     vorn3d_skipped_test(${name} "the Python module vorn3d is not part of this build (see the CMake output)")
   endforeach()
 endif()

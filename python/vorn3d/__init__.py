@@ -10,16 +10,17 @@ import warnings
 import numpy as np
 
 from ._core import DelaunayError, Triangulation, __version__, vertex_neighbors
+from ._dual import DelaunayGeometry
 
 DelaunayError.__module__ = __name__
 
-__all__ = ["Delaunay", "DelaunayError", "__version__"]
+__all__ = ["ConvexHull", "Delaunay", "DelaunayError", "LinearNDInterpolator", "Voronoi", "__version__"]
 
 # Corners of the facet opposite corner i, ordered so that its right-hand
 # normal points out of a positively oriented cell.
 _FACET_CORNERS = np.array([[1, 2, 3], [0, 3, 2], [0, 1, 3], [0, 2, 1]])
 # Members derived from simplices and neighbors on first use.
-_DERIVED = ("vertex_to_simplex", "convex_hull", "vertex_neighbor_vertices", "coplanar")
+_DERIVED = ("vertex_to_simplex", "convex_hull", "vertex_neighbor_vertices", "coplanar") + DelaunayGeometry._DERIVED
 
 
 def _as_coordinates(values, name, rows_only):
@@ -42,7 +43,7 @@ def _as_points(values):
     return _as_coordinates(values, "points", rows_only=True)
 
 
-class Delaunay:
+class Delaunay(DelaunayGeometry):
     """Delaunay tetrahedralisation of 3D points, computed exactly.
 
     A stand-in for ``scipy.spatial.Delaunay`` in three dimensions: the
@@ -203,3 +204,6 @@ class Delaunay:
         """Ends incremental mode: ``add_points`` raises from now on. The
         arrays and ``find_simplex`` stay usable."""
         self._closed = True
+
+
+from ._dual import ConvexHull, LinearNDInterpolator, Voronoi  # noqa: E402  (they build on Delaunay)

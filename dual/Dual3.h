@@ -1,0 +1,126 @@
+// The dual of a Delaunay tetrahedralisation: Voronoi cells and the convex
+// hull, as flat arrays, computed from a finished Vorn_3D through its public
+// interface only.
+//
+// Numbering. Input points are named by their Point3 index, which the caller
+// sets (numberVertices does it from the handle vector of a bulk insertion:
+// every vertex gets the first input position with its coordinates). Cells
+// are named by their custom index; collectCells numbers them 0..m-1, or
+// reads a numbering the caller has made. A Voronoi vertex is the
+// circumcentre of the cell with the same number.
+//
+// Both computations read the mesh and write only the custom indices (when
+// asked to number the cells); like every read of the mesh they are valid
+// until the next insertion.
+#ifndef VORN3D_DUAL3_H
+#define VORN3D_DUAL3_H
+
+#include <vorn3d/Vorn_3D.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace VORN3D {
+
+/// Sets the Point3 index of every vertex to the first position in vHandles
+/// (the handle vector of Vorn_3D::insert) that maps to it; later duplicates
+/// leave it as it is. Indices set before are overwritten.
+void numberVertices(const std::vector<Point3*>& vHandles);
+
+/// All cells of dt, in O(m) without an ordered set, in a spatial order (boxes
+/// of a grid along a Morton curve), which keeps the passes over the edges in
+/// the cache. With bRenumber the cells are numbered 0..m-1 in that order
+/// (custom index = position in vCells); otherwise their custom indices stay,
+/// and must be a numbering 0..m-1 (a wrong one throws std::invalid_argument).
+/// vCells is replaced. The cells' visited flags are used during the traversal
+/// and left false, as the kernel expects.
+void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber);
+
+/// Circumcentre of a cell, computed relative to its first corner; cells so
+/// flat that double precision would lose the centre are redone in long
+/// double. Writes x, y, z to aCentre.
+void circumcentre(const Tet3* pTet, double aCentre[3]);
+
+/// The Voronoi diagram of the vertices of a tetrahedralisation.
+///
+/// One face (ridge) per Delaunay edge, separating the edge's two end points;
+/// its polygon is the ring of circumcentres of the cells around the edge, in
+/// circulation order. A ridge of an edge on the convex hull is unbounded: its
+/// vertex list starts with -1 (the vertex at infinity), then the ring from
+/// one hull facet to the other. A point's cell is bounded exactly when the
+/// point is not on the convex hull. Exactly cospherical input gives repeated
+/// Voronoi vertices and ridges of area zero; nothing is merged.
+class Voronoi3
+{
+public:
+	/// Computes everything below. Vertices must carry Point3 indices in
+	/// [0, numPoints) (see numberVertices); vCells holds every cell once,
+	/// numbered 0..m-1 by its custom index, and is worked through in its
+	/// order (collectCells gives both). Each edge of the mesh is visited once,
+	/// by one circulation around it.
+	void compute(const std::vector<Tet3*>& vCells, int32_t numPoints);
+
+	int32_t numPoints = 0;
+	/// 3 per Voronoi vertex: the circumcentre of the cell with that number.
+	std::vector<double> vVertices;
+	/// 2 per ridge: the input points it separates, lower index first.
+	std::vector<int32_t> vRidgePoints;
+	/// numRidges + 1 offsets: ridge r has vRidgeVertices[vRidgeStart[r] ..
+	/// vRidgeStart[r + 1]).
+	std::vector<int64_t> vRidgeStart;
+	/// Voronoi vertices of each ridge in order around it; -1 first when the
+	/// ridge is unbounded.
+	std::vector<int32_t> vRidgeVertices;
+	/// Area of each ridge; +infinity when unbounded.
+	std::vector<double> vRidgeAreas;
+	/// Volume of each input point's cell; +infinity when unbounded, 0 for an
+	/// index that names no vertex (a duplicate point).
+	std::vector<double> vVolumes;
+
+	int64_t numRidges() const { return static_cast<int64_t>(vRidgeAreas.size()); }
+	bool isBounded(int32_t point) const;
+	/// Every point's cell as its faces: numPoints + 1 offsets into vRidges;
+	/// the ridges of point p's cell are vRidges[vStart[p] .. vStart[p + 1]),
+	/// increasing.
+	void cellRidges(std::vector<int64_t>& vStart, std::vector<int32_t>& vRidges) const;
+	/// The Voronoi vertices of every point's cell as numPoints + 1 offsets
+	/// into vVertexList: those of point p (the cells with corner p,
+	/// increasing) are vVertexList[vStart[p] .. vStart[p + 1]), preceded by
+	/// -1 when the cell is unbounded. vCells as given to compute.
+	void regions(const std::vector<Tet3*>& vCells, std::vector<int64_t>& vStart, std::vector<int32_t>& vVertexList) const;
+};
+
+/// The convex hull of the vertices of a tetrahedralisation: the cell facets
+/// without a neighbour, as triangles of Point3 indices.
+class ConvexHull3
+{
+public:
+	/// vCells and indices as for Voronoi3::compute; facets are numbered in the
+	/// order of the cells' numbers.
+	void compute(const std::vector<Tet3*>& vCells);
+
+	/// 3 per facet, counter-clockwise seen from outside (the right-hand
+	/// normal points out of the hull).
+	std::vector<int32_t> vFacets;
+	/// 3 per facet: the facet across the edge opposite corner i.
+	std::vector<int32_t> vNeighbors;
+	/// 4 per facet: unit outward normal and offset, n.x + offset = 0 on it.
+	std::vector<double> vEquations;
+	double volume = 0.0;
+	double area = 0.0;
+
+	int64_t numFacets() const { return static_cast<int64_t>(vFacets.size() / 3); }
+};
+
+/// Positions in points (3 doubles each, n of them) of the points that may be
+/// vertices of the convex hull: every point left out lies strictly inside
+/// the hull of points that are kept. The points extreme in 26 directions span
+/// a polytope; a point is dropped when it lies below each of its facet planes
+/// by a margin far beyond the rounding error of the test, so the decision is
+/// never wrong, only sometimes too careful. Returns all positions when fewer
+/// than 4 extreme points span a solid.
+std::vector<int32_t> hullCandidates(const double* points, int64_t n);
+
+} // namespace VORN3D
+
+#endif

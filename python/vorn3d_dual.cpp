@@ -1,0 +1,188 @@
+// The dual layer in vorn3d._core; see vorn3d_dual.h.
+#include "vorn3d_dual.h"
+
+#include <Dual3.h>
+#include <vorn3d/Vorn_3D.h>
+
+#include <pybind11/numpy.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace py = pybind11;
+using namespace VORN3D;
+
+namespace vorn3d_python {
+
+namespace {
+
+/// A numpy array that takes over the vector's buffer (no copy).
+template<class T>
+py::array_t<T> adopt(std::vector<T>&& v, std::vector<py::ssize_t> shape)
+{
+	auto* pOwned(new std::vector<T>(std::move(v)));
+	py::capsule owner(pOwned, [](void* p) { delete static_cast<std::vector<T>*>(p); });
+	return py::array_t<T>(std::move(shape), pOwned->data(), owner);
+}
+
+py::ssize_t rows(size_t size, size_t width)
+{
+	return static_cast<py::ssize_t>(size / width);
+}
+
+} // namespace
+
+struct DualArrays::Data
+{
+	std::unique_ptr<Voronoi3> pVoronoi;
+	std::unique_ptr<ConvexHull3> pHull;
+	// Input positions of the hull's vertex numbers, and (duplicate, first)
+	// pairs of input positions; only for computeConvexHull.
+	std::vector<int32_t> vKept, vDuplicates;
+	bool bHullOfPoints = false;
+	bool bSolid = true;
+};
+
+DualArrays::DualArrays(): pData(new Data) {}
+
+DualArrays::~DualArrays()
+{
+	delete pData;
+}
+
+void DualArrays::computeVoronoi(Vorn_3D& dt, int32_t numPoints)
+{
+	std::vector<Tet3*> vCells;
+	collectCells(dt, vCells, false);
+	pData->pVoronoi.reset(new Voronoi3);
+	pData->pVoronoi->compute(vCells, numPoints);
+}
+
+void DualArrays::computeHull(Vorn_3D& dt)
+{
+	std::vector<Tet3*> vCells;
+	collectCells(dt, vCells, false);
+	pData->pHull.reset(new ConvexHull3);
+	pData->pHull->compute(vCells);
+}
+
+void DualArrays::computeConvexHull(const double* points, int64_t n)
+{
+	pData->bHullOfPoints = true;
+	std::vector<int32_t>& vKept(pData->vKept);
+	vKept = hullCandidates(points, n);
+	std::vector<Point3> vPoints;
+	vPoints.reserve(vKept.size());
+	for(int32_t i : vKept) vPoints.emplace_back(points[3 * i], points[3 * i + 1], points[3 * i + 2]);
+	Vorn_3D dt;
+	std::vector<Point3*> vHandles;
+	dt.insert(vPoints, vHandles);
+	if(!dt.is3D())
+	{
+		pData->bSolid = false;
+		return;
+	}
+	numberVertices(vHandles);
+	for(size_t i = 0; i < vHandles.size(); ++i)
+	{
+		const int first(vHandles[i]->getIndex());
+		if(static_cast<size_t>(first) != i) pData->vDuplicates.insert(pData->vDuplicates.end(), {vKept[i], vKept[first]});
+	}
+	std::vector<Tet3*> vCells;
+	collectCells(dt, vCells, true);
+	pData->pHull.reset(new ConvexHull3);
+	pData->pHull->compute(vCells);
+	for(int32_t& corner : pData->pHull->vFacets) corner = vKept[static_cast<size_t>(corner)];
+}
+
+py::dict DualArrays::take()
+{
+	py::dict d;
+	if(pData->pVoronoi)
+	{
+		Voronoi3& v(*pData->pVoronoi);
+		const size_t numVertices(v.vVertices.size() / 3);
+		d["vertices"] = adopt(std::move(v.vVertices), {static_cast<py::ssize_t>(numVertices), 3});
+		d["ridge_points"] = adopt(std::move(v.vRidgePoints), {rows(v.vRidgePoints.size(), 2), 2});
+		d["ridge_start"] = adopt(std::move(v.vRidgeStart), {static_cast<py::ssize_t>(v.vRidgeStart.size())});
+		d["ridge_vertices"] = adopt(std::move(v.vRidgeVertices), {static_cast<py::ssize_t>(v.vRidgeVertices.size())});
+		d["ridge_areas"] = adopt(std::move(v.vRidgeAreas), {static_cast<py::ssize_t>(v.vRidgeAreas.size())});
+		d["volumes"] = adopt(std::move(v.vVolumes), {static_cast<py::ssize_t>(v.vVolumes.size())});
+		pData->pVoronoi.reset();
+	}
+	if(pData->bHullOfPoints)
+	{
+		d["solid"] = pData->bSolid;
+		const py::ssize_t numDuplicates(static_cast<py::ssize_t>(pData->vDuplicates.size() / 2));
+		d["duplicates"] = adopt(std::move(pData->vDuplicates), {numDuplicates, 2});
+	}
+	if(pData->pHull)
+	{
+		ConvexHull3& h(*pData->pHull);
+		const py::ssize_t numFacets(static_cast<py::ssize_t>(h.numFacets()));
+		d["simplices"] = adopt(std::move(h.vFacets), {numFacets, 3});
+		d["neighbors"] = adopt(std::move(h.vNeighbors), {numFacets, 3});
+		d["equations"] = adopt(std::move(h.vEquations), {numFacets, 4});
+		d["volume"] = h.volume;
+		d["area"] = h.area;
+		pData->pHull.reset();
+	}
+	return d;
+}
+
+namespace {
+
+using Int64Array = py::array_t<int64_t, py::array::c_style | py::array::forcecast>;
+
+/// The rows values[start[i]:start[i + 1]] as a list of lists of int. Each
+/// distinct value is one shared int object, so that millions of entries
+/// cost a reference each rather than an allocation.
+py::list csrLists(const Int64Array& start, const Int64Array& values)
+{
+	if(start.ndim() != 1 || values.ndim() != 1 || start.size() < 1)
+		throw py::value_error("start and values must be flat, start not empty");
+	const int64_t* pStart(start.data());
+	const int64_t* pValue(values.data());
+	const py::ssize_t numRows(start.size() - 1);
+	int64_t lo(0), hi(-1);
+	for(py::ssize_t i = 0; i < values.size(); ++i)
+	{
+		lo = std::min(lo, pValue[i]);
+		hi = std::max(hi, pValue[i]);
+	}
+	for(py::ssize_t r = 0; r < numRows; ++r)
+		if(pStart[r] < 0 || pStart[r] > pStart[r + 1] || pStart[r + 1] > values.size())
+			throw py::value_error("start must rise from 0 to len(values)");
+	std::vector<py::int_> vInts;
+	vInts.reserve(static_cast<size_t>(hi - lo + 1));
+	for(int64_t v = lo; v <= hi; ++v) vInts.emplace_back(v);
+	// Filled through the C API: each new list takes its items without the
+	// checks and temporaries of item assignment.
+	py::list rows(numRows);
+	for(py::ssize_t r = 0; r < numRows; ++r)
+	{
+		PyObject* pRow(PyList_New(static_cast<py::ssize_t>(pStart[r + 1] - pStart[r])));
+		if(pRow == nullptr) throw py::error_already_set();
+		for(int64_t k = pStart[r]; k < pStart[r + 1]; ++k)
+		{
+			PyObject* pItem(vInts[static_cast<size_t>(pValue[k] - lo)].ptr());
+			Py_INCREF(pItem);
+			PyList_SET_ITEM(pRow, static_cast<py::ssize_t>(k - pStart[r]), pItem);
+		}
+		PyList_SET_ITEM(rows.ptr(), r, pRow);
+	}
+	return rows;
+}
+
+} // namespace
+
+void bindDual(py::module_& m)
+{
+	m.def("csr_lists", &csrLists, py::arg("start"), py::arg("values"),
+		"The rows values[start[i]:start[i + 1]] as a list of lists of int.");
+}
+
+} // namespace vorn3d_python

@@ -1,0 +1,48 @@
+// The dual layer (Voronoi cells, convex hull) in vorn3d._core: arrays for
+// Python from a Triangulation's mesh, and the hull filter.
+#ifndef VORN3D_PYTHON_DUAL_H
+#define VORN3D_PYTHON_DUAL_H
+
+#include <pybind11/pybind11.h>
+
+#include <cstdint>
+
+namespace VORN3D {
+class Vorn_3D;
+}
+
+namespace vorn3d_python {
+
+/// The dual of a mesh whose vertices carry input indices and whose cells
+/// carry their row in `simplices`, computed while the library may be used,
+/// turned into numpy arrays afterwards (with the GIL).
+class DualArrays
+{
+public:
+	DualArrays();
+	~DualArrays();
+	DualArrays(const DualArrays&) = delete;
+	DualArrays& operator=(const DualArrays&) = delete;
+	/// Voronoi cells of every vertex (numPoints input indices).
+	void computeVoronoi(VORN3D::Vorn_3D& dt, int32_t numPoints);
+	/// Hull facets of the mesh.
+	void computeHull(VORN3D::Vorn_3D& dt);
+	/// The convex hull of n points (3 doubles each), without a Triangulation:
+	/// the points that may be hull vertices (hullCandidates) go into a
+	/// Vorn_3D of its own. Facets name input positions; a point equal to an
+	/// earlier kept one is listed with it under "duplicates".
+	void computeConvexHull(const double* points, int64_t n);
+	/// The arrays computed, by name; the buffers move into numpy.
+	pybind11::dict take();
+
+private:
+	struct Data;
+	Data* pData;
+};
+
+/// Functions of the dual layer that need no mesh.
+void bindDual(pybind11::module_& m);
+
+} // namespace vorn3d_python
+
+#endif
