@@ -2,7 +2,7 @@
 # Delaunay_triangulation_3 on degenerate input. Built only where CGAL's
 # headers are installed (Debian's libcgal-dev; CI installs it).
 # The debug build is what the tests run; CGAL need not warn about it.
-set(CGAL_DO_NOT_WARN_ABOUT_CMAKE_BUILD_TYPE TRUE)
+set(CGAL_DO_NOT_WARN_ABOUT_CMAKE_BUILD_TYPE TRUE CACHE BOOL "No CGAL notice about the debug build")
 find_package(CGAL QUIET)
 if(CGAL_FOUND)
   add_executable(test_cgal_peer ${CMAKE_CURRENT_SOURCE_DIR}/peer/test_cgal_peer.cpp)
