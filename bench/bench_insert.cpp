@@ -3,7 +3,8 @@
 //   bench_insert [repetitions] [case ...]
 //
 // Cases: 1e5, 1e6, 5e6 (uniform random points in the unit cube) and grid100
-// (the 100^3 integer grid); all four by default. Every run happens in its own
+// (the 100^3 integer grid); all four by default. A case name ending in "+p"
+// (1e6+p, grid100+p) runs with the symbolic perturbation on. Every run happens in its own
 // child process so that the peak memory (getrusage) belongs to that run
 // alone. Prints, per case, the median wall and CPU time of the insertion
 // over the repetitions, the number of cells and the peak resident memory,
@@ -74,10 +75,13 @@ struct RunResult
 };
 
 // One run in this (child) process; writes "seconds peakKB cells" to fd.
-void runOnce(const std::string& name, bool bCountCells, int fd)
+void runOnce(const std::string& caseName, bool bCountCells, int fd)
 {
+	const bool bPerturb(caseName.size() > 2 && caseName.compare(caseName.size() - 2, 2, "+p") == 0);
+	const std::string name(bPerturb ? caseName.substr(0, caseName.size() - 2) : caseName);
 	std::vector<Point3> vPoints(makeInput(name));
 	Vorn_3D* pVorn(new Vorn_3D);
+	pVorn->setPerturbation(bPerturb);
 	std::vector<Point3*> vHandles;
 	// The kernel reports the input size on standard output; keep it out of
 	// the table.
