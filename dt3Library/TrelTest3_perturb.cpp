@@ -54,6 +54,9 @@ int TrelTest3::insphereSignInRange(
 {
 	InsphereTerms<double> t;
 	insphereTerms(a, b, c, d, q, t);
+	// Lattices, the commonest source of ties, have small integer
+	// coordinates: then the double evaluation is exact, zero included.
+	if(integralSphereExact(a, b, c, d, q)) return t.det > 0.0 ? 1 : (t.det < 0.0 ? -1 : 0);
 	const double permanent(inspherePermanent(t));
 	const double errbound(isperrboundA * permanent);
 	if(t.det > errbound) return 1;
