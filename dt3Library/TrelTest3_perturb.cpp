@@ -91,19 +91,18 @@ SphereInclusion TrelTest3::sphereInclusionPerturbed(
 SphereInclusion TrelTest3::perturbedTie(
 	const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd, const Point3* q) const
 {
-	// The five points, largest first (insertion sort: a handful of compares).
+	// The five points from the largest down, each found when it is needed:
+	// most ties end with the largest, nearly all others with the second.
 	const Point3* apPoint[5] = {pa, pb, pc, pd, q};
-	int aOrder[5] = {0, 1, 2, 3, 4};
-	for(int i = 1; i < 5; ++i)
-	{
-		const int idx(aOrder[i]);
-		int j(i);
-		for(; j > 0 && lexLess(*apPoint[aOrder[j - 1]], *apPoint[idx]); --j) aOrder[j] = aOrder[j - 1];
-		aOrder[j] = idx;
-	}
+	bool abDone[5] = {false, false, false, false, false};
 	for(int rank = 0; rank < 5; ++rank)
 	{
-		const int k(aOrder[rank]);
+		int k(-1);
+		for(int i = 0; i < 5; ++i)
+		{
+			if(!abDone[i] && (k < 0 || lexLess(*apPoint[k], *apPoint[i]))) k = i;
+		}
+		abDone[k] = true;
 		// The query's own raise lifts it above the sphere.
 		if(k == 4) return SIC_OUTSIDE;
 		// The raise of corner k moves the sphere by the barycentric
