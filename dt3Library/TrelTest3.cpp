@@ -164,12 +164,6 @@ void tailCrossTerms(const TrelTest3& tt, double xt, double yt, double nextX, dou
 
 } // namespace
 
-bool integralSphereExact(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e)
-{
-	const Point3* aCorner[4] = {&a, &b, &c, &d};
-	return integralWithin(aCorner, 4, e, integralSphereLimit);
-}
-
 // Corners are handled by index i = 0, 1, 2 for a, b, c; j = i + 1 and
 // k = i + 2 (mod 3) are the other two in cyclic order, so the minor of
 // corner i is jx * ky - kx * jy (bc, ca, ab).

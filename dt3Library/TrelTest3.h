@@ -114,11 +114,6 @@ inline bool inFilterRange(const Point3& p)
 	return pointInExponentRange<sphereRangeLo, sphereRangeHi>(p);
 }
 
-/// True when a, b, c, d and e have integer coordinates whose differences to
-/// e are small enough that the double evaluation of the sphere determinant
-/// (insphereTerms) is exact.
-bool integralSphereExact(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& e);
-
 /// Unit roundoff of long double on this platform, measured at run time.
 long double extendedUnitRoundoff();
 

@@ -47,6 +47,27 @@ inline bool lexLess(const Point3& a, const Point3& b)
 	return a.z() < b.z();
 }
 
+inline bool isInteger(double v)
+{
+	return std::fabs(v) < 0x1p52 && v == static_cast<double>(static_cast<int64_t>(v));
+}
+
+// Integer coordinates whose differences to q are at most 512: every
+// intermediate of the double evaluation of the sphere determinant is then an
+// integer below 2^53 (72 * 512^5 < 2^53), so that evaluation is exact.
+bool smallIntegerSphere(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& q)
+{
+	if(!isInteger(q.x()) || !isInteger(q.y()) || !isInteger(q.z())) return false;
+	for(const Point3* p : {&a, &b, &c, &d})
+	{
+		if(!isInteger(p->x()) || !isInteger(p->y()) || !isInteger(p->z())) return false;
+		if(!(std::fabs(p->x() - q.x()) <= 512.0 && std::fabs(p->y() - q.y()) <= 512.0 &&
+			   std::fabs(p->z() - q.z()) <= 512.0))
+			return false;
+	}
+	return true;
+}
+
 } // namespace
 
 int TrelTest3::insphereSignInRange(
@@ -56,7 +77,7 @@ int TrelTest3::insphereSignInRange(
 	insphereTerms(a, b, c, d, q, t);
 	// Lattices, the commonest source of ties, have small integer
 	// coordinates: then the double evaluation is exact, zero included.
-	if(integralSphereExact(a, b, c, d, q)) return t.det > 0.0 ? 1 : (t.det < 0.0 ? -1 : 0);
+	if(smallIntegerSphere(a, b, c, d, q)) return t.det > 0.0 ? 1 : (t.det < 0.0 ? -1 : 0);
 	const double permanent(inspherePermanent(t));
 	const double errbound(isperrboundA * permanent);
 	if(t.det > errbound) return 1;
