@@ -31,8 +31,16 @@ using VORN3D::Vorn_3D;
 
 namespace {
 
-std::vector<Point3> makeInput(const std::string& name)
+/// A case name without its "+p" (perturbation) suffix.
+std::string baseName(const std::string& name)
 {
+	const bool bPerturb(name.size() > 2 && name.compare(name.size() - 2, 2, "+p") == 0);
+	return bPerturb ? name.substr(0, name.size() - 2) : name;
+}
+
+std::vector<Point3> makeInput(const std::string& caseName)
+{
+	const std::string name(baseName(caseName));
 	std::vector<Point3> vPoints;
 	if(name == "grid100")
 	{
@@ -77,11 +85,9 @@ struct RunResult
 // One run in this (child) process; writes "seconds peakKB cells" to fd.
 void runOnce(const std::string& caseName, bool bCountCells, int fd)
 {
-	const bool bPerturb(caseName.size() > 2 && caseName.compare(caseName.size() - 2, 2, "+p") == 0);
-	const std::string name(bPerturb ? caseName.substr(0, caseName.size() - 2) : caseName);
-	std::vector<Point3> vPoints(makeInput(name));
+	std::vector<Point3> vPoints(makeInput(caseName));
 	Vorn_3D* pVorn(new Vorn_3D);
-	pVorn->setPerturbation(bPerturb);
+	pVorn->setPerturbation(baseName(caseName) != caseName);
 	std::vector<Point3*> vHandles;
 	// The kernel reports the input size on standard output; keep it out of
 	// the table.

@@ -359,7 +359,7 @@ __attribute__((always_inline)) inline SphereInclusion Dt3::sphereInclusion(const
 	// perturbed test to break, never inside.
 	if((t.det >= errbound || -t.det >= errbound) && (t.det != 0.0 || !bPerturbation))
 		return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
-	if(bPerturbation) return predicates.sphereInclusionPerturbedOutOfLine(pTet, pQ);
+	if(bPerturbation) return predicates.sphereInclusionPerturbedOutOfLine(pTet, pQ, t.det);
 	return predicates.sphereInclusionOutOfLine(pTet, pQ);
 }
 

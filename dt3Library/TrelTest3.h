@@ -197,7 +197,10 @@ public:
 	/// cannot decide, so that their hot code stays small.
 	Orientation3 orientationOutOfLine(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const;
 	SphereInclusion sphereInclusionOutOfLine(const Tet3* tet, const Point3* q) const;
-	SphereInclusion sphereInclusionPerturbedOutOfLine(const Tet3* tet, const Point3* q) const;
+	/// sphereInclusionPerturbed for the kernel, given det, its double
+	/// evaluation of the determinant (insphereTerms), which is exact when the
+	/// coordinates are small integers.
+	SphereInclusion sphereInclusionPerturbedOutOfLine(const Tet3* tet, const Point3* q, double det) const;
 
 	/// Traced variants for tests and benchmarks: the same answers, plus the
 	/// stage that settled them.

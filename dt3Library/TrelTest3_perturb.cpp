@@ -139,9 +139,21 @@ SphereInclusion TrelTest3::perturbedTie(
 	return SIC_OUTSIDE;
 }
 
-SphereInclusion TrelTest3::sphereInclusionPerturbedOutOfLine(const Tet3* tet, const Point3* q) const
+SphereInclusion TrelTest3::sphereInclusionPerturbedOutOfLine(const Tet3* tet, const Point3* q, double det) const
 {
-	return sphereInclusionPerturbed(tet, q);
+	const Point3* pa(tet->getCorner(0));
+	const Point3* pb(tet->getCorner(1));
+	const Point3* pc(tet->getCorner(2));
+	const Point3* pd(tet->getCorner(3));
+	// Lattices, where nearly all ties come from: the kernel's evaluation is
+	// exact, and no stage needs to run again.
+	if(smallIntegerSphere(*pa, *pb, *pc, *pd, *q))
+	{
+		if(det > 0.0) return SIC_OUTSIDE;
+		if(det < 0.0) return SIC_INSIDE;
+		return perturbedTie(pa, pb, pc, pd, q);
+	}
+	return sphereInclusionPerturbed(pa, pb, pc, pd, q);
 }
 
 } // namespace VORN3D
