@@ -47,9 +47,13 @@ inline bool lexLess(const Point3& a, const Point3& b)
 	return a.z() < b.z();
 }
 
+// For |v| < 2^51, v + 1.5 * 2^52 lies in [2^52, 2^53), where the doubles
+// are the integers: adding and taking away rounds v to an integer. Larger
+// values are not taken (they only go the general way).
 inline bool isInteger(double v)
 {
-	return std::fabs(v) < 0x1p52 && v == static_cast<double>(static_cast<int64_t>(v));
+	const double shift(0x1.8p52);
+	return std::fabs(v) < 0x1p51 && (v + shift) - shift == v;
 }
 
 // Integer coordinates whose differences to q are at most 512: every
