@@ -260,6 +260,11 @@ private:
 	SphereInclusion sphereInclusionWide(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
 		const Point3* q, PredicateStage* pStage) const;
 	/// insphereSign for coordinates in the range, and for the others.
+	/// perturbedTie; with bSmallIntegers (integer coordinates, differences
+	/// of at most 512) the orientations are taken from the exact double
+	/// evaluation.
+	SphereInclusion perturbedTie(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
+		const Point3* q, bool bSmallIntegers) const;
 	int insphereSignInRange(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& q) const;
 	int insphereSignWide(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd, const Point3* q) const;
 

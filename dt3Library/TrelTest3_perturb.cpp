@@ -116,6 +116,12 @@ SphereInclusion TrelTest3::sphereInclusionPerturbed(
 SphereInclusion TrelTest3::perturbedTie(
 	const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd, const Point3* q) const
 {
+	return perturbedTie(pa, pb, pc, pd, q, false);
+}
+
+SphereInclusion TrelTest3::perturbedTie(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
+	const Point3* q, bool bSmallIntegers) const
+{
 	// The five points from the largest down, each found when it is needed:
 	// most ties end with the largest, nearly all others with the second.
 	const Point3* apPoint[5] = {pa, pb, pc, pd, q};
@@ -135,6 +141,16 @@ SphereInclusion TrelTest3::perturbedTie(
 		// place of corner k.
 		const Point3* apCell[4] = {pa, pb, pc, pd};
 		apCell[k] = q;
+		if(bSmallIntegers)
+		{
+			// Differences of at most 512: the double determinant is exact
+			// (orient3d's sign: negative for a positive cell).
+			OrientTerms t;
+			orientTerms(*apCell[0], *apCell[1], *apCell[2], *apCell[3], t);
+			if(t.det < 0.0) return SIC_INSIDE;
+			if(t.det > 0.0) return SIC_OUTSIDE;
+			continue;
+		}
 		const Orientation3 ori(orientation(*apCell[0], *apCell[1], *apCell[2], *apCell[3], nullptr));
 		if(ori == ORIENTATION3_POSITIVE) return SIC_INSIDE;
 		if(ori == ORIENTATION3_NEGATIVE) return SIC_OUTSIDE;
@@ -155,7 +171,7 @@ SphereInclusion TrelTest3::sphereInclusionPerturbedOutOfLine(const Tet3* tet, co
 	{
 		if(det > 0.0) return SIC_OUTSIDE;
 		if(det < 0.0) return SIC_INSIDE;
-		return perturbedTie(pa, pb, pc, pd, q);
+		return perturbedTie(pa, pb, pc, pd, q, true);
 	}
 	return sphereInclusionPerturbed(pa, pb, pc, pd, q);
 }
