@@ -3,7 +3,8 @@
 //   bench_insert [repetitions] [case ...]
 //
 // Cases: 1e5, 1e6, 5e6 (uniform random points in the unit cube) and grid100
-// (the 100^3 integer grid); all four by default. Every run happens in its own
+// (the 100^3 integer grid); all four by default. A case name ending in "+p"
+// (1e6+p, grid100+p) runs with the symbolic perturbation on. Every run happens in its own
 // child process so that the peak memory (getrusage) belongs to that run
 // alone. Prints, per case, the median wall and CPU time of the insertion
 // over the repetitions, the number of cells and the peak resident memory,
@@ -30,8 +31,16 @@ using VORN3D::Vorn_3D;
 
 namespace {
 
-std::vector<Point3> makeInput(const std::string& name)
+/// A case name without its "+p" (perturbation) suffix.
+std::string baseName(const std::string& name)
 {
+	const bool bPerturb(name.size() > 2 && name.compare(name.size() - 2, 2, "+p") == 0);
+	return bPerturb ? name.substr(0, name.size() - 2) : name;
+}
+
+std::vector<Point3> makeInput(const std::string& caseName)
+{
+	const std::string name(baseName(caseName));
 	std::vector<Point3> vPoints;
 	if(name == "grid100")
 	{
@@ -74,10 +83,11 @@ struct RunResult
 };
 
 // One run in this (child) process; writes "seconds peakKB cells" to fd.
-void runOnce(const std::string& name, bool bCountCells, int fd)
+void runOnce(const std::string& caseName, bool bCountCells, int fd)
 {
-	std::vector<Point3> vPoints(makeInput(name));
+	std::vector<Point3> vPoints(makeInput(caseName));
 	Vorn_3D* pVorn(new Vorn_3D);
+	pVorn->setPerturbation(baseName(caseName) != caseName);
 	std::vector<Point3*> vHandles;
 	// The kernel reports the input size on standard output; keep it out of
 	// the table.

@@ -458,6 +458,13 @@ DistributedMesh::DistributedMesh(MPI_Comm comm_, const std::vector<Box>& vBoxes_
 	MPI_Comm_rank(comm, &rank);
 	MPI_Comm_size(comm, &size);
 	vUnsentTo.resize(static_cast<size_t>(size));
+	// Every process breaks the ties of degenerate input (a point exactly on
+	// a circumsphere, or in the plane of a hull facet and on its circle) by
+	// the same symbolic perturbation, which depends on coordinates alone.
+	// The queries send points on a sphere or in a hull plane along with
+	// those inside, so a cell certified here is a cell of the perturbed
+	// mesh of all points, and neighbouring processes agree on shared facets.
+	dt.setPerturbation(true);
 }
 
 DistributedMesh::~DistributedMesh()
@@ -1132,6 +1139,7 @@ void triangulateOnRoot(MPI_Comm comm, const std::vector<double>& vOwnRecords, st
 	std::vector<Point3> vPoints;
 	for(size_t at = 0; at < vAll.size(); at += REC) vPoints.emplace_back(vAll[at], vAll[at + 1], vAll[at + 2]);
 	VORN3D::Vorn_3D single;
+	single.setPerturbation(true);
 	std::vector<Point3*> vHandles;
 	{
 		QuietOutput quiet;

@@ -15,7 +15,7 @@ namespace VORN3D {
 Dt3::Dt3(Vorn_3D* pOwner_):
 	numStoredTCS(0), sphereQuickFactor(insphereQuickFactor(predicates.isperrboundA)),
 	orientBoundFactor(predicates.o3derrboundA), sphereBoundFactor(predicates.isperrboundA), bWideRange(false),
-	bFullDimensional(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
+	bFullDimensional(false), bPerturbation(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
 	bInsertionOpen(false)
 {
 	ttsPool.init();
@@ -44,6 +44,19 @@ void Dt3::setWideRange(bool bWide)
 	bWideRange = bWide;
 	orientBoundFactor = bWide ? std::numeric_limits<double>::quiet_NaN() : predicates.o3derrboundA;
 	sphereBoundFactor = bWide ? std::numeric_limits<double>::quiet_NaN() : predicates.isperrboundA;
+}
+
+void Dt3::setPerturbation(bool b)
+{
+	if(b == bPerturbation) return;
+	// Cells built under one rule are not Delaunay under the other: the
+	// setting belongs to the whole point set.
+	if(hc.size() != 0)
+	{
+		printError("Dt3::setPerturbation()", "the perturbation can only be changed before the first insertion");
+		throw VornException();
+	}
+	bPerturbation = b;
 }
 
 void Dt3::rejectNonFinite(size_t position) const

@@ -196,6 +196,21 @@ public:
 	// ---- settings ----
 
 	void setVerbosity(bool b) { bVerbose = b; }
+	/// Switches the symbolic perturbation of the sphere test: points exactly
+	/// on a circumsphere, or in the plane of a hull facet and on its
+	/// circumcircle, are decided by the perturbed rule of TrelTest3, and the
+	/// mesh is the same for every insertion order. Off by default (such a
+	/// point is outside). It can change only while no point is stored: a
+	/// change later prints an error and throws VornException.
+	void setPerturbation(bool b);
+	bool getPerturbation() const { return bPerturbation; }
+	/// The sphere test the insertion uses: the plain one, or the perturbed
+	/// one when the perturbation is on.
+	SphereInclusion sphereTest(const Tet3* pTet, const Point3* pQ) const { return sphereInclusion(pTet, pQ); }
+	/// Whether a point outside the hull, or on it, takes away hull facet ith
+	/// of pTet: beyond its plane, or with the perturbation on, in its plane and
+	/// inside its circumcircle by the perturbed rule.
+	bool hullFacetInConflict(const Tet3* pTet, int ith, const Point3* pQ) const;
 	/// Takes ownership of a surface; it is deleted at teardown.
 	/// Takes ownership of a surface; null and a surface already owned are
 	/// ignored, so that teardown deletes each surface exactly once.
@@ -279,6 +294,7 @@ private:
 	double sphereBoundFactor;
 	bool bWideRange; // a coordinate outside inFilterRange has been inserted: the filters defer to TrelTest3
 	bool bFullDimensional;
+	bool bPerturbation; // ties of the sphere test are broken by symbolic perturbation
 	HC3 hc;
 	std::vector<Surface3*> vSurfaces;
 	Vorn_3D* pOwner;
@@ -353,7 +369,11 @@ __attribute__((always_inline)) inline SphereInclusion Dt3::sphereInclusion(const
 	const double errbound(sphereBoundFactor * inspherePermanent(t));
 	// Non-strict on purpose, as in the predicate object: a zero permanent
 	// accepts a zero determinant as inside.
-	if(t.det >= errbound || -t.det >= errbound) return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+	// With the perturbation on, a zero determinant is a tie for the
+	// perturbed test to break, never inside.
+	if((t.det >= errbound || -t.det >= errbound) && (t.det != 0.0 || !bPerturbation))
+		return t.det > 0.0 ? SIC_OUTSIDE : SIC_INSIDE;
+	if(bPerturbation) return predicates.sphereInclusionPerturbedOutOfLine(pTet, pQ, t.det);
 	return predicates.sphereInclusionOutOfLine(pTet, pQ);
 }
 

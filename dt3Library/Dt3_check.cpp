@@ -59,7 +59,11 @@ bool Dt3::checkValidity(const std::string& s, bool bCheckVisited, bool bCheckSph
 				show(nextFileNumber() + "negSideBug.list", pOppVtx);
 				return false;
 			}
-			if(bCheckSphereInc && predicates.sphereInclusionTest(pTet, pOppVtx) == SIC_INSIDE)
+			// With the perturbation on, a cospherical far corner must be
+			// outside by the perturbed rule as well.
+			const SphereInclusion inclusion(bPerturbation ? predicates.sphereInclusionPerturbed(pTet, pOppVtx)
+														  : predicates.sphereInclusionTest(pTet, pOppVtx));
+			if(bCheckSphereInc && inclusion == SIC_INSIDE)
 			{
 				printHeadline("checkValidity: ERROR ERROR ERROR");
 				std::cout << "Dt3::checkValidity, HUH - sphereIncTest failed: " << std::endl;

@@ -35,7 +35,7 @@ void Dt3::collectVisibleCHTets(Point3*& pVtx, Tet3* pTet, int opp3ICI, std::vect
 		Tet3* pCurTet(*it);
 		const int opp2ICI(it.getOpp2Index());
 		ASSERT_CONDITION(pCurTet->getOppTet(opp2ICI)==0);
-		if(orientation(pCurTet, opp2ICI, pVtx) != ORIENTATION3_NEGATIVE) continue;
+		if(!hullFacetInConflict(pCurTet, opp2ICI, pVtx)) continue;
 		for(int k = 0; k < 4; ++k)
 		{
 			if(k == opp2ICI) continue;
@@ -44,6 +44,18 @@ void Dt3::collectVisibleCHTets(Point3*& pVtx, Tet3* pTet, int opp3ICI, std::vect
 		}
 		vCHTets.push_back(pCurTet);
 	}
+}
+
+bool Dt3::hullFacetInConflict(const Tet3* pTet, int ith, const Point3* pQ) const
+{
+	const Orientation3 ori(orientation(pTet, ith, pQ));
+	if(ori == ORIENTATION3_NEGATIVE) return true;
+	// In the plane of the facet: its circumcircle is where the plane cuts the
+	// circumsphere of the cell, so the cell's perturbed sphere test is the
+	// perturbed in-circle test of the facet. Such a facet gets no new cell
+	// (the cell behind it is in conflict as well), but the hull walk goes on
+	// across its edges, which bound the region the point takes away.
+	return ori == ORIENTATION3_COPLANAR && bPerturbation && sphereInclusion(pTet, pQ) != SIC_OUTSIDE;
 }
 
 void Dt3::splitCHTets(const std::vector<Tet3*>& vCHTets, std::vector<Tet3*>& vCHTetsKeep,

@@ -165,11 +165,42 @@ public:
 		return sphereInclusion(pa, pb, pc, pd, q, nullptr);
 	}
 
+	/// Exact sign of the sphere determinant for the corners pa, pb, pc, pd
+	/// (in positive order) and q: 1 when q lies outside their circumsphere,
+	/// -1 inside, 0 exactly on it. Unlike sphereInclusionTest it tells the
+	/// sphere itself apart from the outside. q must not have the coordinates
+	/// of a corner.
+	int insphereSign(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd, const Point3* q) const;
+
+	/// Position of q against the circumsphere of pa, pb, pc, pd (positive
+	/// order) under symbolic perturbation: never on the sphere. A point
+	/// exactly on the sphere is decided as if the lifted coordinate
+	/// |p|^2 of each of the five points were raised by eps^r(p), eps
+	/// infinitesimal, with r(p) smaller (so the raise larger) for points later
+	/// in the lexicographic (x, y, z) order. The answer depends only on the
+	/// five coordinate triples, never on the order of calls, and two cells
+	/// that share a facet always agree about a point in its plane.
+	/// The five points must be distinct.
+	SphereInclusion sphereInclusionPerturbed(
+		const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd, const Point3* q) const;
+	SphereInclusion sphereInclusionPerturbed(const Tet3* tet, const Point3* q) const
+	{
+		return sphereInclusionPerturbed(tet->getCorner(0), tet->getCorner(1), tet->getCorner(2), tet->getCorner(3), q);
+	}
+	/// The tie-break alone, for five distinct points whose sphere
+	/// determinant is exactly zero: at most two orientation tests.
+	SphereInclusion perturbedTie(
+		const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd, const Point3* q) const;
+
 	/// The same answers as getOrientation3 and sphereInclusionTest, never
 	/// inlined: the kernel's inline filters call these for the cases they
 	/// cannot decide, so that their hot code stays small.
 	Orientation3 orientationOutOfLine(const Point3* a, const Point3* b, const Point3* c, const Point3* d) const;
 	SphereInclusion sphereInclusionOutOfLine(const Tet3* tet, const Point3* q) const;
+	/// sphereInclusionPerturbed for the kernel, given det, its double
+	/// evaluation of the determinant (insphereTerms), which is exact when the
+	/// coordinates are small integers.
+	SphereInclusion sphereInclusionPerturbedOutOfLine(const Tet3* tet, const Point3* q, double det) const;
 
 	/// Traced variants for tests and benchmarks: the same answers, plus the
 	/// stage that settled them.
@@ -228,6 +259,14 @@ private:
 		const Point3& a, const Point3& b, const Point3& c, const Point3& d, PredicateStage* pStage) const;
 	SphereInclusion sphereInclusionWide(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
 		const Point3* q, PredicateStage* pStage) const;
+	/// insphereSign for coordinates in the range, and for the others.
+	/// perturbedTie; with bSmallIntegers (integer coordinates, differences
+	/// of at most 512) the orientations are taken from the exact double
+	/// evaluation.
+	SphereInclusion perturbedTie(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd,
+		const Point3* q, bool bSmallIntegers) const;
+	int insphereSignInRange(const Point3& a, const Point3& b, const Point3& c, const Point3& d, const Point3& q) const;
+	int insphereSignWide(const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd, const Point3* q) const;
 
 	/// The adaptive orientation determinant (orient3d convention: the sign
 	/// of det[a-d; b-d; c-d]) for inputs the filter could not decide.

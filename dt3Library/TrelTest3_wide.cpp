@@ -546,4 +546,25 @@ SphereInclusion TrelTest3::sphereInclusionWide(const Point3* pa, const Point3* p
 	return wideInsphereSign(call) < 0 ? SIC_INSIDE : SIC_OUTSIDE;
 }
 
+int TrelTest3::insphereSignWide(
+	const Point3* pa, const Point3* pb, const Point3* pc, const Point3* pd, const Point3* q) const
+{
+	const Point3* apPoint[5] = {pa, pb, pc, pd, q};
+	const OrderSpan span(apPoint, 5);
+	int shift;
+	if(!span.hasNonFinite() && span.fitShift(sphereRangeLo, sphereRangeHi, shift))
+	{
+		// One power of two scales the determinant and keeps its sign.
+		return insphereSignInRange(
+			scaled(*pa, shift), scaled(*pb, shift), scaled(*pc, shift), scaled(*pd, shift), scaled(*q, shift));
+	}
+	if(bWideLongDouble)
+	{
+		const int extended(insphereExtended(*pa, *pb, *pc, *pd, *q));
+		if(extended >= 0) return extended == 0 ? -1 : 1;
+	}
+	const WideCall<5> call(apPoint);
+	return wideInsphereSign(call);
+}
+
 } // namespace VORN3D

@@ -77,6 +77,16 @@ void Vorn_3D::setVerbosity(bool b)
 	pImpl->setVerbosity(b);
 }
 
+void Vorn_3D::setPerturbation(bool b)
+{
+	pImpl->setPerturbation(b);
+}
+
+bool Vorn_3D::getPerturbation() const
+{
+	return pImpl->getPerturbation();
+}
+
 void Vorn_3D::addSurface(Surface3* pSurface)
 {
 	pImpl->addSurface(pSurface);

@@ -78,6 +78,18 @@ public:
 	void show(const std::string& filename, Point3* pVtx = nullptr);
 	/// Switches the message printed at each bulk insertion.
 	void setVerbosity(bool b);
+	/// Switches symbolic perturbation (off by default). With it on, points
+	/// exactly on a circumsphere (grids, points on a sphere or on common
+	/// planes) are decided by one fixed rule that depends only on the
+	/// coordinates, so the same points give the same cells in every
+	/// insertion order, bulk or one by one, and the cells of CGAL's
+	/// Delaunay_triangulation_3. Off, a point on a circumsphere counts as
+	/// outside and the first comer wins. Set it before the first insertion;
+	/// changing it once a point is stored prints an error and throws
+	/// VornException.
+	void setPerturbation(bool b);
+	/// Whether symbolic perturbation is on.
+	bool getPerturbation() const;
 	/// Hands a triangle surface to the triangulation, which owns it from now
 	/// on and deletes it when it is destroyed. The surface does not take part
 	/// in the insertion; insert its vertices explicitly if they are wanted.

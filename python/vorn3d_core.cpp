@@ -138,11 +138,12 @@ void requireRows(const PointArray& a, const char* name)
 class Triangulation
 {
 public:
-	explicit Triangulation(bool bVerbose_): bVerbose(bVerbose_)
+	Triangulation(bool bVerbose_, bool bPerturb): bVerbose(bVerbose_)
 	{
-		callLibrary(bVerbose, [this] {
+		callLibrary(bVerbose, [this, bPerturb] {
 			pDt.reset(new Vorn_3D);
 			pDt->setVerbosity(bVerbose);
+			pDt->setPerturbation(bPerturb);
 		});
 	}
 	~Triangulation()
@@ -359,7 +360,7 @@ PYBIND11_MODULE(_core, m)
 	m.attr("__version__") = std::to_string(getMajorVersionNumber()) + "." + std::to_string(getMinorVersionNumber()) +
 		"." + std::to_string(getRevisionNumber());
 	py::class_<Triangulation>(m, "Triangulation", "One Delaunay tetrahedralisation and its numbering.")
-		.def(py::init<bool>(), py::arg("verbose"))
+		.def(py::init<bool, bool>(), py::arg("verbose"), py::arg("perturb") = false)
 		.def("insert", &Triangulation::insert, py::arg("points"),
 			"Inserts (n, 3) points; returns (representative, simplices, neighbors).")
 		.def("find_simplex", &Triangulation::findSimplex, py::arg("xi"),

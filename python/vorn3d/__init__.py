@@ -58,6 +58,14 @@ class Delaunay(DelaunayGeometry):
     verbose : bool
         Let the library's progress lines through to standard output
         (silenced otherwise).
+    perturb : bool
+        Break the ties of degenerate input (points exactly on a common
+        sphere: grids, lattices, rounded coordinates) by symbolic
+        perturbation, so that the cells depend only on the set of points,
+        never on their order or on how they were split over ``add_points``
+        calls, and equal those of CGAL's Delaunay_triangulation_3. With
+        ``False`` a point exactly on a circumsphere counts as outside and
+        the points inserted first decide; the mesh is Delaunay either way.
 
     Raises
     ------
@@ -76,9 +84,10 @@ class Delaunay(DelaunayGeometry):
     released while points are inserted and located.
     """
 
-    def __init__(self, points, incremental=False, verbose=False):
+    def __init__(self, points, incremental=False, verbose=False, perturb=True):
         points = _as_points(points)
         self._verbose = bool(verbose)
+        self._perturb = bool(perturb)
         self._incremental = bool(incremental)
         self._closed = False
         self._start(points)
@@ -88,7 +97,7 @@ class Delaunay(DelaunayGeometry):
             raise DelaunayError(f"all {len(points)} points lie in one plane: no tetrahedron exists")
 
     def _start(self, points):
-        self._add(Triangulation(self._verbose), np.empty((0, 3)), np.empty(0, dtype=np.int32), points)
+        self._add(Triangulation(self._verbose, self._perturb), np.empty((0, 3)), np.empty(0, dtype=np.int32), points)
 
     def _insert(self, points):
         self._add(self._mesh, self._points, self._representative, points)

@@ -1,6 +1,7 @@
 // Oracle of the distributed tests: writes the point sets and checks the cells
-// that vorn3d-mpi wrote against one Vorn_3D object (same cells) or, for
-// degenerate sets, exactly (a valid Delaunay tetrahedralisation of the hull).
+// that vorn3d-mpi wrote against one Vorn_3D object with the perturbation on
+// (same cells, degenerate sets included) or exactly (a valid Delaunay
+// tetrahedralisation of the hull).
 //   check_cells gen KIND N FILE     uniform|clustered|elongated|sphere|grid
 //   check_cells same POINTS CELLS
 //   check_cells valid POINTS CELLS
@@ -80,6 +81,7 @@ int main(int argc, char** argv)
 
 	// The reference: one object, each vertex named by its first input index.
 	VORN3D::Vorn_3D single;
+	single.setPerturbation(true);
 	std::vector<Point3*> vHandles;
 	single.insert(vPoints, vHandles);
 	for(size_t i = vHandles.size(); i-- > 0;) vHandles[i]->setIndex(static_cast<int>(i));

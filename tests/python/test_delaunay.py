@@ -224,3 +224,28 @@ def test_index_arrays_widen_to_int64_when_their_values_do_not_fit_int32():
     assert (wide.simplices[v2s[vertices]] == vertices[:, None]).any(axis=1).all()
     assert (cop[:, [0, 2]] == narrow.coplanar[:, [0, 2]]).all() and len(cop) == 10
     assert (wide.simplices[cop[:, 1]] == cop[:, 2:3]).any(axis=1).all()
+
+
+def cell_coordinates(d):
+    return {tuple(sorted(map(tuple, d.points[s]))) for s in d.simplices}
+
+
+@pytest.mark.parametrize("name", DEGENERATE)
+def test_perturbed_cells_depend_only_on_the_point_set(name):
+    pts = DEGENERATE[name]
+    expected = cell_coordinates(vorn3d.Delaunay(pts))
+    for _ in range(2):
+        shuffled = pts[RNG.permutation(len(pts))]
+        assert cell_coordinates(vorn3d.Delaunay(shuffled, perturb=True)) == expected
+        k = len(pts) // 3
+        steps = vorn3d.Delaunay(shuffled[:k], incremental=True)
+        steps.add_points(shuffled[k:2 * k])
+        steps.add_points(shuffled[2 * k:])
+        assert cell_coordinates(steps) == expected
+    # With the plain rule, how the points are split over calls decides
+    # between the Delaunay meshes of a grid.
+    if name == "grid":
+        shuffled = pts[RNG.permutation(len(pts))]
+        steps = vorn3d.Delaunay(shuffled[:20], incremental=True, perturb=False)
+        steps.add_points(shuffled[20:])
+        assert cell_coordinates(steps) != cell_coordinates(vorn3d.Delaunay(shuffled, perturb=False))
