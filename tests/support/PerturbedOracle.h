@@ -1,12 +1,11 @@
-// The perturbed empty-sphere rule in exact rationals, as an oracle that
-// shares no code with the library: the 5x5 lifted determinant with the lift
-// of each point raised by eps^rank (the lexicographically largest point
-// dominating), expanded as a polynomial in the raises and evaluated with
-// GMP, together with helpers that compare meshes cell for cell.
+// The perturbed empty-sphere rule in exact rationals (GMP), as an oracle that
+// shares no code with the library; helpers that compare meshes cell for
+// cell; the degenerate point sets that the perturbation tests draw from.
 #ifndef VORN3D_TEST_PERTURBEDORACLE_H
 #define VORN3D_TEST_PERTURBEDORACLE_H
 
 #include <array>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -33,6 +32,18 @@ std::vector<CellCoords> cellCoordinates(const VORN3D::Vorn_3D& vorn);
 /// corner, by perturbedOutside. Returns "" or the first cell and point that
 /// break the perturbed empty-sphere rule.
 std::string perturbedEmptySphereViolation(const VORN3D::Vorn_3D& vorn);
+
+/// The integer points of the sphere x^2 + y^2 + z^2 = r2.
+std::vector<VORN3D::Point3> integerSphere(int r2);
+
+/// A family of degenerate point sets (lattices, duplicates, cospherical,
+/// coplanar and cocircular points), drawn from rng at a size of about n^3.
+struct DegenerateFamily
+{
+	const char* name;
+	std::vector<VORN3D::Point3> (*make)(std::mt19937& rng, int n);
+};
+extern const std::vector<DegenerateFamily> vDegenerateFamilies;
 
 } // namespace vtest
 
