@@ -417,27 +417,24 @@ TEST_P(LongBoxQueries, InterleavedInsertionsAndLocatesAgreeWithExactOracles)
 	Vorn_3D vorn;
 	std::vector<Point3> vAll;
 	std::vector<Tet3*> vTets;
+	// q beyond facet i of pCell: the cell with q in place of corner i is negative.
+	auto beyond = [](const Tet3* pCell, int i, const Point3& q) {
+		Point3 c[4] = {*pCell->getCorner(0), *pCell->getCorner(1), *pCell->getCorner(2), *pCell->getCorner(3)};
+		c[i] = q;
+		return vtest::exactOrientation(c[0], c[1], c[2], c[3]) < 0;
+	};
 	auto checkLocate = [&](const Point3& q) {
 		const Tet3* pTet(vorn.locate(q));
 		if(pTet == nullptr)
 		{
 			for(const Tet3* pCell : vTets)
 				for(int i = 0; i < 4; ++i)
-				{
-					if(pCell->getOppTet(i) != nullptr) continue;
-					Point3 c[4] = {*pCell->getCorner(0), *pCell->getCorner(1), *pCell->getCorner(2), *pCell->getCorner(3)};
-					c[i] = q;
-					if(vtest::exactOrientation(c[0], c[1], c[2], c[3]) < 0) return std::string();
-				}
+					if(pCell->getOppTet(i) == nullptr && beyond(pCell, i, q)) return std::string();
 			return std::string("null for a point inside the hull");
 		}
 		if(!std::binary_search(vTets.begin(), vTets.end(), pTet)) return std::string("a cell that is not in the mesh");
 		for(int i = 0; i < 4; ++i)
-		{
-			Point3 c[4] = {*pTet->getCorner(0), *pTet->getCorner(1), *pTet->getCorner(2), *pTet->getCorner(3)};
-			c[i] = q;
-			if(vtest::exactOrientation(c[0], c[1], c[2], c[3]) < 0) return std::string("a cell that does not hold it");
-		}
+			if(beyond(pTet, i, q)) return std::string("a cell that does not hold it");
 		return std::string();
 	};
 	vtest::StdoutCapture quiet;
