@@ -797,9 +797,11 @@ void DistributedMesh::collectBeyond(const double* a, const double* b, const doub
 	pHullTree->search(near, keep, visit);
 	// The true first point has a key at most firstHi; every candidate that
 	// may be that low is taken.
+	vHullTakenInRound.resize(vHullOwner.size(), -1);
 	for(const auto& candidate : vFound)
 	{
-		if(candidate.first > firstHi) continue;
+		if(candidate.first > firstHi || vHullTakenInRound[candidate.second] == hullRound) continue;
+		vHullTakenInRound[candidate.second] = hullRound;
 		vAdd.insert(vAdd.end(), &vHullRecords[REC * candidate.second], &vHullRecords[REC * candidate.second] + REC);
 		vAddOwner.push_back(vHullOwner[candidate.second]);
 	}
@@ -812,6 +814,7 @@ long DistributedMesh::certifyRound()
 	// inside its sphere (or it is asked again, below). So only the cells
 	// created since, each with a corner inserted since, need a look.
 	--roundStamp;
+	++hullRound;
 	std::vector<std::vector<double>> vQueries(static_cast<size_t>(size));
 	std::vector<std::vector<Corners>> vAsked(static_cast<size_t>(size));
 	std::vector<double> vAdd;

@@ -144,6 +144,10 @@ private:
 	std::vector<std::pair<double, size_t>> vCandidates;
 	// Other processes' hull vertices (records) and their owners.
 	std::vector<double> vHullRecords;
+	/// The round in which each hull record was last taken by collectBeyond:
+	/// a record joins a round's additions once, however many facets find it.
+	std::vector<long> vHullTakenInRound;
+	long hullRound = 0;
 	std::vector<int> vHullOwner;
 	HullTree* pHullTree;
 	// Cells whose last answer was cut short: asked again while they exist.
