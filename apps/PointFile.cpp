@@ -539,15 +539,32 @@ void decodePlyVertex(const PlyLayout& layout, const unsigned char* pRecord, doub
 	for(int k = 0; k < 3; ++k) pXyz[k] = decodeScalar(pRecord + layout.aOffset[k], layout.aSize[k], layout.aKind[k], layout.bSwap);
 }
 
+// Output files are written under fileName + ".part" and renamed into place
+// when complete, so that a failed write never leaves a truncated file with
+// the name asked for.
+static bool openPartFile(const std::string& fileName, const std::string& tmpName, std::ofstream& out, std::string& errorMessage)
+{
+	out.open(tmpName, std::ios::binary | std::ios::trunc);
+	if(!out) errorMessage = fileName + ": cannot create output file";
+	return bool(out);
+}
+
+static bool finishPartFile(const std::string& fileName, const std::string& tmpName, std::ofstream& out, std::string& errorMessage)
+{
+	out.close();
+	if(!out) errorMessage = fileName + ": write error";
+	else if(std::rename(tmpName.c_str(), fileName.c_str()) != 0)
+		errorMessage = fileName + ": cannot rename the finished file into place";
+	else return true;
+	std::remove(tmpName.c_str());
+	return false;
+}
+
 bool writePly(const std::string& fileName, const std::vector<Point3>& vPoints, std::string& errorMessage)
 {
 	const std::string tmpName(fileName + ".part");
-	std::ofstream out(tmpName, std::ios::binary | std::ios::trunc);
-	if(!out)
-	{
-		errorMessage = fileName + ": cannot create output file";
-		return false;
-	}
+	std::ofstream out;
+	if(!openPartFile(fileName, tmpName, out, errorMessage)) return false;
 	out << "ply\nformat binary_little_endian 1.0\nelement vertex " << vPoints.size()
 		<< "\nproperty double x\nproperty double y\nproperty double z\nend_header\n";
 	std::vector<unsigned char> vBuffer;
@@ -568,20 +585,7 @@ bool writePly(const std::string& fileName, const std::vector<Point3>& vPoints, s
 			vBuffer.clear();
 		}
 	}
-	out.close();
-	if(!out)
-	{
-		std::remove(tmpName.c_str());
-		errorMessage = fileName + ": write error";
-		return false;
-	}
-	if(std::rename(tmpName.c_str(), fileName.c_str()) != 0)
-	{
-		std::remove(tmpName.c_str());
-		errorMessage = fileName + ": cannot rename the finished file into place";
-		return false;
-	}
-	return true;
+	return finishPartFile(fileName, tmpName, out, errorMessage);
 }
 
 bool writeVtk(const std::string& fileName, const std::vector<Point3*>& vVertices, const std::vector<Tet3*>& vTets,
@@ -591,12 +595,8 @@ bool writeVtk(const std::string& fileName, const std::vector<Point3*>& vVertices
 	for(size_t i = 0; i < vVertices.size(); ++i) vVertices[i]->setIndex(static_cast<int>(i));
 
 	const std::string tmpName(fileName + ".part");
-	std::ofstream out(tmpName, std::ios::binary | std::ios::trunc);
-	if(!out)
-	{
-		errorMessage = fileName + ": cannot create output file";
-		return false;
-	}
+	std::ofstream out;
+	if(!openPartFile(fileName, tmpName, out, errorMessage)) return false;
 	out << "# vtk DataFile Version 3.0\n";
 	out << "Delaunay tetrahedralisation written by Vorn3D\n";
 	out << (bAscii ? "ASCII\n" : "BINARY\n");
@@ -641,20 +641,7 @@ bool writeVtk(const std::string& fileName, const std::vector<Point3*>& vVertices
 		out.write(block.data(), static_cast<std::streamsize>(block.size()));
 		out << "\n";
 	}
-	out.close();
-	if(!out)
-	{
-		std::remove(tmpName.c_str());
-		errorMessage = fileName + ": write error";
-		return false;
-	}
-	if(std::rename(tmpName.c_str(), fileName.c_str()) != 0)
-	{
-		std::remove(tmpName.c_str());
-		errorMessage = fileName + ": cannot rename the finished file into place";
-		return false;
-	}
-	return true;
+	return finishPartFile(fileName, tmpName, out, errorMessage);
 }
 
 bool writeVtu(const std::string& fileName, size_t numPoints, const std::function<void(size_t, double*)>& pointAt,
@@ -662,12 +649,8 @@ bool writeVtu(const std::string& fileName, size_t numPoints, const std::function
 	std::string& errorMessage)
 {
 	const std::string tmpName(fileName + ".part");
-	std::ofstream out(tmpName, std::ios::binary | std::ios::trunc);
-	if(!out)
-	{
-		errorMessage = fileName + ": cannot create output file";
-		return false;
-	}
+	std::ofstream out;
+	if(!openPartFile(fileName, tmpName, out, errorMessage)) return false;
 	// Appended blocks, each a UInt64 byte count and the data: points,
 	// connectivity, offsets, types, then the optional global indices.
 	const uint64_t aBytes[5] = {24 * uint64_t(numPoints), 32 * uint64_t(numCells), 8 * uint64_t(numCells),
@@ -739,20 +722,7 @@ bool writeVtu(const std::string& fileName, size_t numPoints, const std::function
 	}
 	out.write(vBuffer.data(), static_cast<std::streamsize>(vBuffer.size()));
 	out << "\n  </AppendedData>\n</VTKFile>\n";
-	out.close();
-	if(!out)
-	{
-		std::remove(tmpName.c_str());
-		errorMessage = fileName + ": write error";
-		return false;
-	}
-	if(std::rename(tmpName.c_str(), fileName.c_str()) != 0)
-	{
-		std::remove(tmpName.c_str());
-		errorMessage = fileName + ": cannot rename the finished file into place";
-		return false;
-	}
-	return true;
+	return finishPartFile(fileName, tmpName, out, errorMessage);
 }
 
 bool writeVtu(const std::string& fileName, const std::vector<Point3*>& vVertices, const std::vector<Tet3*>& vTets,
