@@ -7,6 +7,12 @@
 // a cell is final once no other process has a point beyond it.
 // Rounds repeat until no process receives anything new. A cell is then
 // reported by the process that owns its corner of smallest global index.
+//
+// Where its parts live: LocalMesh.cpp (own points, received points, own hull
+// shared), Rounds.cpp (ghost layer, certification rounds, queries and their
+// answers), Reporting.cpp (reported cells and the facet check), Fallback.cpp
+// (all points on rank 0); the helpers PointGrid.h, HullTree.h, DeepPoints.h
+// and MeshRecords.h (message layout).
 #ifndef VORN3D_DISTRIBUTED_DISTRIBUTEDMESH_H
 #define VORN3D_DISTRIBUTED_DISTRIBUTEDMESH_H
 
