@@ -1,10 +1,8 @@
 // What the parts of DistributedMesh share: the layout of records and
-// queries in messages, the facet order of a cell, and small helpers for
-// exchanging records and silencing the library's reports.
-#ifndef VORN3D_DISTRIBUTED_MESHRECORDS_H
-#define VORN3D_DISTRIBUTED_MESHRECORDS_H
-
-#include <mpi.h>
+// queries in messages, the facet order of a cell, and silencing the
+// library's reports.
+#ifndef VORN3D_PARALLEL_MESHRECORDS_H
+#define VORN3D_PARALLEL_MESHRECORDS_H
 
 #include <cstddef>
 #include <cstdint>
@@ -14,10 +12,9 @@
 
 #include <vorn3d/Point3.h>
 
-#include "Clock.h"
-#include "Transfer.h"
+#include "Transport.h"
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 using VORN3D::Point3;
 
@@ -35,8 +32,9 @@ constexpr size_t MAX_FOUND = 4 * MAX_ANSWER;
 // (b-a)x(c-a) points out of a positively oriented cell.
 constexpr int OUTWARD[4][3] = {{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}};
 
-// The library reports each bulk insertion on standard output; this program
-// prints its own report instead.
+// The library reports each bulk insertion on standard output; a program that
+// prints its own report (and runs one region per process, so that nothing
+// else writes to standard output meanwhile) silences it.
 class NullBuffer: public std::streambuf
 {
 protected:
@@ -61,22 +59,6 @@ inline void xyz(const Point3* p, double* out)
 	out[2] = p->z();
 }
 
-/// Sends vOut[q] to every process q; returns what arrived, in rank order,
-/// with the number of words from each process in vCounts.
-inline std::vector<double> exchange(MPI_Comm comm, const std::vector<std::vector<double>>& vOut, std::vector<int64_t>& vCounts)
-{
-	WaitClock clock;
-	return exchangeWords(comm, vOut, vCounts);
-}
-
-/// The owner of every record of an exchange's answer.
-inline std::vector<int> ownersOf(const std::vector<int64_t>& vCounts)
-{
-	std::vector<int> vOwner;
-	for(size_t q = 0; q < vCounts.size(); ++q) vOwner.insert(vOwner.end(), static_cast<size_t>(vCounts[q]) / REC, static_cast<int>(q));
-	return vOwner;
-}
-
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
 
 #endif

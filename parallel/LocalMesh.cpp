@@ -1,27 +1,23 @@
 // DistributedMesh, the local part: construction, inserting received
 // points, triangulating the own points and sharing the own hull vertices.
 #include "DistributedMesh.h"
-#include "Clock.h"
 #include "DeepPoints.h"
 #include "HullTree.h"
 #include "MeshRecords.h"
 #include "PointGrid.h"
 #include "Resident.h"
-#include "Transfer.h"
 
 #include <algorithm>
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 using VORN3D::Point3;
 using VORN3D::Tet3;
 
-DistributedMesh::DistributedMesh(MPI_Comm comm_, const std::vector<Box>& vBoxes_):
-	comm(comm_), rank(0), size(1), vBoxes(vBoxes_), fetched{{0.0, 0.0, 0.0}, {-1.0, -1.0, -1.0}}, numOwnSlots(0), bAllNew(true), roundStamp(-1),
+DistributedMesh::DistributedMesh(Transport& transport, const std::vector<Box>& vBoxes_, bool bPerturb, bool bQuiet_):
+	net(transport), rank(transport.rank()), size(transport.size()), bQuiet(bQuiet_), vBoxes(vBoxes_), fetched{{0.0, 0.0, 0.0}, {-1.0, -1.0, -1.0}}, numOwnSlots(0), bAllNew(true), roundStamp(-1),
 	pGrid(nullptr), pHullTree(nullptr), numUnbounded(0)
 {
-	MPI_Comm_rank(comm, &rank);
-	MPI_Comm_size(comm, &size);
 	vUnsentTo.resize(static_cast<size_t>(size));
 	// Every process breaks the ties of degenerate input (a point exactly on
 	// a circumsphere, or in the plane of a hull facet and on its circle) by
@@ -29,7 +25,8 @@ DistributedMesh::DistributedMesh(MPI_Comm comm_, const std::vector<Box>& vBoxes_
 	// The queries send points on a sphere or in a hull plane along with
 	// those inside, so a cell certified here is a cell of the perturbed
 	// mesh of all points, and neighbouring processes agree on shared facets.
-	dt.setPerturbation(true);
+	dt.setPerturbation(bPerturb);
+	dt.setVerbosity(false);
 }
 
 DistributedMesh::~DistributedMesh()
@@ -38,35 +35,56 @@ DistributedMesh::~DistributedMesh()
 	delete pHullTree;
 }
 
-long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const std::vector<int>& vOwner)
+void DistributedMesh::insertPoints(std::vector<Point3>& vPoints, std::vector<Point3*>& vHandles)
 {
-	const size_t firstSlot(vSlotGid.size());
-	std::vector<Point3> vNew;
-	vNew.reserve(vOwner.size());
-	vSlotGid.reserve(firstSlot + vOwner.size());
-	vSlotOwner.reserve(firstSlot + vOwner.size());
-	for(size_t r = 0; r < vOwner.size(); ++r)
+	if(!bQuiet) return dt.insert(vPoints, vHandles);
+	QuietOutput quiet;
+	dt.insert(vPoints, vHandles);
+}
+
+void DistributedMesh::stageRecords(const double* pRecords, size_t num, const int* pOwner, int owner)
+{
+	vSlotGid.reserve(vSlotGid.size() + num);
+	vSlotOwner.reserve(vSlotOwner.size() + num);
+	for(size_t r = 0; r < num; ++r)
 	{
-		const double* pRec(&vRecords[REC * r]);
+		const double* pRec(pRecords + REC * r);
 		const int64_t gid(gidOfWord(pRec[3]));
-		if(vOwner[r] != rank && !ghostGids.insert(gid).second) continue;
+		const int recOwner(pOwner == nullptr ? owner : pOwner[r]);
+		if(recOwner != rank && !ghostGids.insert(gid).second) continue;
 		vSlotGid.push_back(gid);
-		vSlotOwner.push_back(vOwner[r]);
-		vNew.emplace_back(pRec[0], pRec[1], pRec[2]);
+		vSlotOwner.push_back(recOwner);
+		vStaged.emplace_back(pRec[0], pRec[1], pRec[2]);
 	}
-	if(vNew.empty()) return 0;
+}
+
+long DistributedMesh::insertStaged()
+{
+	if(vStaged.empty()) return 0;
+	const size_t firstSlot(vSlotGid.size() - vStaged.size());
 	std::vector<Point3*> vHandles;
-	{
-		QuietOutput quiet;
-		dt.insert(vNew, vHandles);
-	}
+	insertPoints(vStaged, vHandles);
 	for(size_t k = 0; k < vHandles.size(); ++k)
 	{
 		if(vHandles[k]->getIndex() >= 0) continue; // a copy of an earlier point
 		vHandles[k]->setIndex(static_cast<int>(firstSlot + k));
 		vNewVertices.push_back(vHandles[k]);
 	}
-	return static_cast<long>(vNew.size());
+	const long numInserted(static_cast<long>(vStaged.size()));
+	vStaged.clear();
+	return numInserted;
+}
+
+long DistributedMesh::insertRecords(const std::vector<double>& vRecords, const std::vector<int>& vOwner)
+{
+	stageRecords(vRecords.data(), vOwner.size(), vOwner.data(), rank);
+	return insertStaged();
+}
+
+long DistributedMesh::insertRecords(const Incoming& in)
+{
+	for(int q = 0; q < in.numSources(); ++q) stageRecords(in.from(q), static_cast<size_t>(in.count(q)) / REC, nullptr, q);
+	return insertStaged();
 }
 
 long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::vector<int64_t>& vGid,
@@ -81,10 +99,7 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 	for(size_t k = static_cast<size_t>(numOwnSlots); k < vGid.size(); ++k) ghostGids.insert(vGid[k]);
 	std::vector<Point3*> vHandles;
 	reserveResident(vHandles, vPoints.size());
-	{
-		QuietOutput quiet;
-		dt.insert(vPoints, vHandles);
-	}
+	insertPoints(vPoints, vHandles);
 	// Each distinct own point once, with the smallest global index of its
 	// copies (the first copy, as the indices increase); the vertices of the
 	// other processes' points; the lowest point.
@@ -98,7 +113,12 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 	});
 	for(size_t k = 0; k < vHandles.size(); ++k)
 	{
-		if(vHandles[k]->getIndex() >= 0) continue; // a copy of an earlier point
+		if(vHandles[k]->getIndex() >= 0)
+		{
+			// A copy of an earlier point.
+			if(k < static_cast<size_t>(numOwnSlots)) vCopies.emplace_back(vGid[k], gidOf(vHandles[k]));
+			continue;
+		}
 		vHandles[k]->setIndex(static_cast<int>(k));
 		if(k < static_cast<size_t>(numOwnSlots)) vFirst[k] = 1;
 		else vOthers.push_back(vHandles[k]);
@@ -189,15 +209,12 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 	}
 	else vHull = vOwnRecords;
 
-	std::vector<int64_t> vCounts;
-	WaitClock clock;
-	const std::vector<double> vAll(allGatherWords(comm, vHull, vCounts));
-	const std::vector<int> vAllOwner(ownersOf(vCounts));
-	for(size_t r = 0; r < vAllOwner.size(); ++r)
+	const Incoming all(net.allGather(std::move(vHull)));
+	for(int q = 0; q < size; ++q)
 	{
-		if(vAllOwner[r] == rank) continue; // our own hull stays out
-		vHullRecords.insert(vHullRecords.end(), &vAll[REC * r], &vAll[REC * r] + REC);
-		vHullOwner.push_back(vAllOwner[r]);
+		if(q == rank) continue; // our own hull stays out
+		vHullRecords.insert(vHullRecords.end(), all.from(q), all.from(q) + all.count(q));
+		vHullOwner.insert(vHullOwner.end(), static_cast<size_t>(all.count(q)) / REC, q);
 	}
 	pHullTree = new HullTree(vHullRecords);
 	// A process whose points span no tetrahedron needs a point off their plane.
@@ -205,4 +222,4 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 	return static_cast<long>(vHullOwner.size());
 }
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions

@@ -1,7 +1,7 @@
 // HullTree: the other processes' hull vertices in a tree of boxes, searched
 // for the points beyond a hull facet.
-#ifndef VORN3D_DISTRIBUTED_HULLTREE_H
-#define VORN3D_DISTRIBUTED_HULLTREE_H
+#ifndef VORN3D_PARALLEL_HULLTREE_H
+#define VORN3D_PARALLEL_HULLTREE_H
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@
 #include "Geometry.h"
 #include "MeshRecords.h"
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 /// The other processes' hull vertices in a tree of boxes (a k-d split at
 /// medians), so that a search for the points beyond a hull facet descends
@@ -108,6 +108,6 @@ private:
 	std::vector<Node> vNodes;
 };
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
 
 #endif

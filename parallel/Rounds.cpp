@@ -5,13 +5,12 @@
 #include "HullTree.h"
 #include "MeshRecords.h"
 #include "PointGrid.h"
-#include "Transfer.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 using VORN3D::Point3;
 using VORN3D::Tet3;
@@ -134,20 +133,18 @@ long DistributedMesh::exchangeGhostLayer()
 			if(bMeets) vQueries[q].insert(vQueries[q].end(), {layer.lo[0], layer.lo[1], layer.lo[2], layer.hi[0], layer.hi[1], layer.hi[2]});
 		}
 	}
-	std::vector<int64_t> vCounts;
-	const std::vector<double> vIn(exchange(comm, vQueries, vCounts));
+	const Incoming in(net.exchange(std::move(vQueries)));
 	std::vector<std::vector<double>> vReplies(static_cast<size_t>(size));
-	size_t at(0);
 	for(int q = 0; q < size; ++q)
 	{
-		for(int64_t k = 0; k < vCounts[q]; k += 6, at += 6)
+		const double* p(in.from(q));
+		for(int64_t k = 0; k < in.count(q); k += 6, p += 6)
 		{
-			const Box box{{vIn[at], vIn[at + 1], vIn[at + 2]}, {vIn[at + 3], vIn[at + 4], vIn[at + 5]}};
+			const Box box{{p[0], p[1], p[2]}, {p[3], p[4], p[5]}};
 			answerBox(q, box, vReplies[q]);
 		}
 	}
-	const std::vector<double> vPoints(exchange(comm, vReplies, vCounts));
-	return insertRecords(vPoints, ownersOf(vCounts));
+	return insertRecords(net.exchange(std::move(vReplies)));
 }
 
 void DistributedMesh::collectBeyond(const double* a, const double* b, const double* c, std::vector<double>& vAdd,
@@ -299,29 +296,27 @@ long DistributedMesh::certifyRound()
 	}
 	vRetry.clear();
 
-	std::vector<int64_t> vCounts;
-	const std::vector<double> vIn(exchange(comm, vQueries, vCounts));
+	const Incoming in(net.exchange(std::move(vQueries)));
 	std::vector<std::vector<double>> vReplies(static_cast<size_t>(size)), vCut(static_cast<size_t>(size));
-	size_t at(0);
 	for(int q = 0; q < size; ++q)
 	{
-		for(int64_t k = 0; k < vCounts[q] / QUERY; ++k, at += QUERY)
+		const double* p(in.from(q));
+		for(int64_t k = 0; k < in.count(q) / QUERY; ++k, p += QUERY)
 		{
-			const Ball ball{{vIn[at], vIn[at + 1], vIn[at + 2]}, vIn[at + 3]};
-			if(answerBall(q, ball, &vIn[at + 5], vIn[at + 4] != 0.0, vReplies[q])) vCut[q].push_back(k);
+			const Ball ball{{p[0], p[1], p[2]}, p[3]};
+			if(answerBall(q, ball, p + 5, p[4] != 0.0, vReplies[q])) vCut[q].push_back(static_cast<double>(k));
 		}
 	}
-	std::vector<double> vPoints(exchange(comm, vReplies, vCounts));
-	std::vector<int> vOwner(ownersOf(vCounts));
-	const std::vector<double> vCutIn(exchange(comm, vCut, vCounts));
-	at = 0;
+	const Incoming points(net.exchange(std::move(vReplies)));
+	const Incoming cut(net.exchange(std::move(vCut)));
 	for(int q = 0; q < size; ++q)
 	{
-		for(int64_t k = 0; k < vCounts[q]; ++k, ++at) vRetry.push_back(vAsked[q][static_cast<size_t>(vCutIn[at])]);
+		for(int64_t k = 0; k < cut.count(q); ++k) vRetry.push_back(vAsked[q][static_cast<size_t>(cut.from(q)[k])]);
 	}
-	vPoints.insert(vPoints.end(), vAdd.begin(), vAdd.end());
-	vOwner.insert(vOwner.end(), vAddOwner.begin(), vAddOwner.end());
-	return insertRecords(vPoints, vOwner);
+	// The answers first, then the hull points found here.
+	for(int q = 0; q < size; ++q) stageRecords(points.from(q), static_cast<size_t>(points.count(q)) / REC, nullptr, q);
+	stageRecords(vAdd.data(), vAddOwner.size(), vAddOwner.data(), rank);
+	return insertStaged();
 }
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions

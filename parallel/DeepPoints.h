@@ -1,7 +1,7 @@
 // DeepPoints: the proof that the cells around most own points need no
 // query, from a grid whose cells are all occupied.
-#ifndef VORN3D_DISTRIBUTED_DEEPPOINTS_H
-#define VORN3D_DISTRIBUTED_DEEPPOINTS_H
+#ifndef VORN3D_PARALLEL_DEEPPOINTS_H
+#define VORN3D_PARALLEL_DEEPPOINTS_H
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@
 
 #include "Geometry.h"
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 using VORN3D::Point3;
 
@@ -128,6 +128,6 @@ private:
 	std::vector<char> vDeep;
 };
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
 
 #endif

@@ -1,7 +1,7 @@
 // PointGrid: the grid over a process's own points that answers the other
 // processes' ball and box queries.
-#ifndef VORN3D_DISTRIBUTED_POINTGRID_H
-#define VORN3D_DISTRIBUTED_POINTGRID_H
+#ifndef VORN3D_PARALLEL_POINTGRID_H
+#define VORN3D_PARALLEL_POINTGRID_H
 
 #include <algorithm>
 #include <cmath>
@@ -13,7 +13,7 @@
 #include "MeshRecords.h"
 #include "Resident.h"
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 /// A uniform grid over this process's points, for the ball and box queries
 /// of the other processes. It writes the points' records sorted by grid
@@ -184,6 +184,6 @@ private:
 	std::vector<size_t> vStart;
 };
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
 
 #endif

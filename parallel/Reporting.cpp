@@ -1,16 +1,14 @@
 // DistributedMesh, the end: which process reports each cell, the reported
 // cells and points, and the check that the facets between processes match.
 #include "DistributedMesh.h"
-#include "Clock.h"
 #include "MeshRecords.h"
 #include "Resident.h"
-#include "Transfer.h"
 
 #include <algorithm>
 #include <array>
 #include <unordered_map>
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 using VORN3D::Point3;
 using VORN3D::Tet3;
@@ -171,17 +169,19 @@ long DistributedMesh::countInconsistentFacets()
 			}
 		}
 	}
-	std::vector<int64_t> vCounts;
-	const std::vector<double> vIn(exchange(comm, vOut, vCounts));
+	const Incoming in(net.exchange(std::move(vOut)));
 	// Per facet: the number of cells on side 0, on side 1, and of hull records.
 	std::unordered_map<FacetKey, std::array<int, 3>, FacetHash> seen;
-	for(size_t at = 0; at < vIn.size(); at += 4)
+	for(int q = 0; q < size; ++q)
 	{
-		const FacetKey key{{gidOfWord(vIn[at]), gidOfWord(vIn[at + 1]), gidOfWord(vIn[at + 2])}};
-		const int code(static_cast<int>(vIn[at + 3]));
-		std::array<int, 3>& counts(seen.emplace(key, std::array<int, 3>{{0, 0, 0}}).first->second);
-		++counts[code & 1];
-		counts[2] += code >> 1;
+		for(const double* p = in.from(q); p != in.from(q) + in.count(q); p += 4)
+		{
+			const FacetKey key{{gidOfWord(p[0]), gidOfWord(p[1]), gidOfWord(p[2])}};
+			const int code(static_cast<int>(p[3]));
+			std::array<int, 3>& counts(seen.emplace(key, std::array<int, 3>{{0, 0, 0}}).first->second);
+			++counts[code & 1];
+			counts[2] += code >> 1;
+		}
 	}
 	long numBad(0);
 	for(const auto& entry : seen)
@@ -191,10 +191,7 @@ long DistributedMesh::countInconsistentFacets()
 		const bool bHull(n[0] + n[1] == 1 && n[2] == 1);
 		if(!bInterior && !bHull) ++numBad;
 	}
-	long total(0);
-	WaitClock clock;
-	MPI_Allreduce(&numBad, &total, 1, MPI_LONG, MPI_SUM, comm);
-	return total;
+	return net.sum(numBad);
 }
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
