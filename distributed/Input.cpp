@@ -102,7 +102,7 @@ bool readShare(MPI_Comm comm, const std::string& fileName, InputShare& share, st
 	const uint64_t numMine(static_cast<uint64_t>(shareStart(share.numTotal, rank + 1, size) - share.firstIndex));
 	bool bOk(layout.dataStart + layout.numVertices * layout.recordBytes <= static_cast<uint64_t>(fileSize));
 	if(!bOk) errorMessage = fileName + ": binary PLY data ends before its " + std::to_string(layout.numVertices) + " vertices";
-	reserveResident(share.vPoints, numMine);
+	vorn3dregions::reserveResident(share.vPoints, numMine);
 	std::vector<char> vBuffer;
 	// Records in blocks of about READ_BYTES, decoded as they come.
 	const uint64_t perBlock(std::max<uint64_t>(1, READ_BYTES / std::max<uint64_t>(1, layout.recordBytes)));

@@ -14,23 +14,12 @@
 #include <cstring>
 #include <vector>
 
+#include "Transport.h"
+
 namespace vorn3dmpi {
 
-/// A global index as a word of a message.
-inline double gidWord(int64_t gid)
-{
-	double word;
-	std::memcpy(&word, &gid, sizeof(word));
-	return word;
-}
-
-/// The global index stored by gidWord.
-inline int64_t gidOfWord(double word)
-{
-	int64_t gid;
-	std::memcpy(&gid, &word, sizeof(gid));
-	return gid;
-}
+using vorn3dregions::gidOfWord;
+using vorn3dregions::gidWord;
 
 /// The most words one MPI call moves: every count and displacement handed to
 /// MPI stays within int.

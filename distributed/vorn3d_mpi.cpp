@@ -25,6 +25,7 @@
 #include "Resident.h"
 #include "Output.h"
 #include "Input.h"
+#include "MpiTransport.h"
 #include "Partition.h"
 #include "Transfer.h"
 
@@ -181,7 +182,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	// The cuts come from a sample that every process gathers: the points of
 	// its block whose input index is a multiple of the stride.
 	const size_t numPoints(static_cast<size_t>(share.numTotal));
-	const int64_t stride(static_cast<int64_t>(vorn3dmpi::sampleStride(numPoints)));
+	const int64_t stride(static_cast<int64_t>(vorn3dregions::sampleStride(numPoints)));
 	std::vector<double> vWords;
 	for(size_t i = 0; i < share.vPoints.size(); ++i)
 	{
@@ -194,7 +195,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	const std::vector<double> vSampleWords(vorn3dmpi::allGatherWords(comm, vWords, vCounts));
 	std::vector<Point3> vSample;
 	for(size_t at = 0; at < vSampleWords.size(); at += 4) vSample.emplace_back(vSampleWords[at], vSampleWords[at + 1], vSampleWords[at + 2]);
-	const vorn3dmpi::SplitTree tree(vSample, size);
+	const vorn3dregions::SplitTree tree(vSample, size);
 
 	// Each point goes to its region's process as (x, y, z, input index);
 	// the blocks arrive in rank order, so the own points' indices increase.
@@ -216,9 +217,9 @@ int run(MPI_Comm comm, int argc, char** argv)
 	std::vector<Point3> vMine;
 	std::vector<int64_t> vGid;
 	std::vector<int> vMineOwner;
-	vorn3dmpi::reserveResident(vMine, numOwnPoints + 3);
-	vorn3dmpi::reserveResident(vGid, numOwnPoints + 3);
-	vorn3dmpi::reserveResident(vMineOwner, numOwnPoints + 3);
+	vorn3dregions::reserveResident(vMine, numOwnPoints + 3);
+	vorn3dregions::reserveResident(vGid, numOwnPoints + 3);
+	vorn3dregions::reserveResident(vMineOwner, numOwnPoints + 3);
 	const double inf(std::numeric_limits<double>::infinity());
 	double aBox[6] = {inf, inf, inf, -inf, -inf, -inf};
 	for(size_t at = 0; at < vOwnWords.size(); at += 4)
@@ -235,7 +236,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	std::vector<double>().swap(vOwnWords);
 	std::vector<double> vAllBoxes(6 * static_cast<size_t>(size));
 	MPI_Allgather(aBox, 6, MPI_DOUBLE, vAllBoxes.data(), 6, MPI_DOUBLE, comm);
-	std::vector<vorn3dmpi::Box> vBoxes(static_cast<size_t>(size));
+	std::vector<vorn3dregions::Box> vBoxes(static_cast<size_t>(size));
 	for(size_t q = 0; q < vBoxes.size(); ++q)
 	{
 		for(int axis = 0; axis < 3; ++axis)
@@ -248,7 +249,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 	{
 		std::vector<int> vSampleOwner(vSample.size());
 		for(size_t i = 0; i < vSample.size(); ++i) vSampleOwner[i] = tree.regionOf(vSample[i]);
-		for(size_t i : vorn3dmpi::cubingPoints(vSample, vSampleOwner, rank, vBoxes[static_cast<size_t>(rank)]))
+		for(size_t i : vorn3dregions::cubingPoints(vSample, vSampleOwner, rank, vBoxes[static_cast<size_t>(rank)]))
 		{
 			vMine.emplace_back(vSample[i].x(), vSample[i].y(), vSample[i].z());
 			vGid.push_back(vorn3dmpi::gidOfWord(vSampleWords[4 * i + 3]));
@@ -257,7 +258,8 @@ int run(MPI_Comm comm, int argc, char** argv)
 	}
 	report.end("partition", numMoved);
 
-	vorn3dmpi::DistributedMesh mesh(comm, vBoxes);
+	vorn3dmpi::MpiTransport transport(comm);
+	vorn3dregions::DistributedMesh mesh(transport, vBoxes);
 	report.end("local triangulation", mesh.triangulateOwn(vMine, vGid, vMineOwner));
 	std::vector<Point3>().swap(vMine);
 	report.end("ghost layer", mesh.exchangeGhostLayer());
@@ -282,7 +284,7 @@ int run(MPI_Comm comm, int argc, char** argv)
 		if(rank == 0)
 			std::printf("  fallback: %ld facet%s reported inconsistently; all points triangulated on rank 0\n", numBad,
 				numBad == 1 ? "" : "s");
-		vorn3dmpi::triangulateOnRoot(comm, mesh.ownPoints(), vQuads);
+		vorn3dregions::triangulateOnRoot(transport, mesh.ownPoints(), vQuads);
 		if(!vtkFile.empty())
 		{
 			// Rank 0 reports every cell: its piece takes all points.

@@ -6,8 +6,8 @@
 // work done with the buffer. Linux (5.14 and later) can fill a whole range
 // in one call instead; elsewhere, and where the call is refused, the pages
 // come in one fault at a time as before.
-#ifndef VORN3D_DISTRIBUTED_RESIDENT_H
-#define VORN3D_DISTRIBUTED_RESIDENT_H
+#ifndef VORN3D_PARALLEL_RESIDENT_H
+#define VORN3D_PARALLEL_RESIDENT_H
 
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +17,7 @@
 #include <sys/mman.h>
 #endif
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 /// Reserves room for n elements in v and makes the room beyond its present
 /// elements resident.
@@ -33,6 +33,6 @@ template<class T> void reserveResident(std::vector<T>& v, size_t n)
 #endif
 }
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
 
 #endif

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 namespace {
 
@@ -362,4 +362,4 @@ bool GrowingSphere::mayHoldKeyBelow(const Box& box, double maxKey) const
 	return !(d2 > r * r); // an overflow keeps the box
 }
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions

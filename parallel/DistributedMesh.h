@@ -1,4 +1,6 @@
-// One process's share of a distributed Delaunay tetrahedralisation.
+// One region's share of a Delaunay tetrahedralisation split into regions
+// (processes of vorn3d-mpi, or threads of buildParallel), which talk through
+// a Transport.
 //
 // Each process triangulates its own points in a Vorn_3D, then fetches the
 // points of other processes that its cells need: a cell with a corner of its
@@ -7,10 +9,14 @@
 // a cell is final once no other process has a point beyond it.
 // Rounds repeat until no process receives anything new. A cell is then
 // reported by the process that owns its corner of smallest global index.
-#ifndef VORN3D_DISTRIBUTED_DISTRIBUTEDMESH_H
-#define VORN3D_DISTRIBUTED_DISTRIBUTEDMESH_H
-
-#include <mpi.h>
+//
+// Where its parts live: LocalMesh.cpp (own points, received points, own hull
+// shared), Rounds.cpp (ghost layer, certification rounds, queries and their
+// answers), Reporting.cpp (reported cells and the facet check), Fallback.cpp
+// (all points on rank 0); the helpers PointGrid.h, HullTree.h, DeepPoints.h
+// and MeshRecords.h (message layout).
+#ifndef VORN3D_PARALLEL_DISTRIBUTEDMESH_H
+#define VORN3D_PARALLEL_DISTRIBUTEDMESH_H
 
 #include <array>
 #include <cstdint>
@@ -21,8 +27,9 @@
 #include <vorn3d/Vorn_3D.h>
 
 #include "Geometry.h"
+#include "Transport.h"
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 class PointGrid;
 class HullTree;
@@ -30,8 +37,12 @@ class HullTree;
 class DistributedMesh
 {
 public:
-	/// vBoxes: the bounding box of every process's own points.
-	DistributedMesh(MPI_Comm comm, const std::vector<Box>& vBoxes);
+	/// vBoxes: the bounding box of every process's own points. bPerturb:
+	/// whether the ties of degenerate input are broken by symbolic
+	/// perturbation (then the processes agree on them; without it a
+	/// disagreement shows in countInconsistentFacets). bQuiet silences the
+	/// library's reports on standard output (not from several threads).
+	DistributedMesh(Transport& transport, const std::vector<Box>& vBoxes, bool bPerturb = true, bool bQuiet = true);
 	~DistributedMesh();
 	DistributedMesh(const DistributedMesh&) = delete;
 	DistributedMesh& operator=(const DistributedMesh&) = delete;
@@ -71,6 +82,14 @@ public:
 	/// Number of cells whose circumsphere could not be bounded in floating
 	/// point (their queries went to every process, for all points).
 	long numUnboundedCells() const { return numUnbounded; }
+	/// Call after reportedCells: every cell of the local mesh; the ones
+	/// reported here carry this process's rank in their custom index.
+	const std::vector<VORN3D::Tet3*>& localCells() const { return vCells; }
+	/// The global index of a vertex (its first point).
+	int64_t globalIndex(const VORN3D::Point3* pVtx) const { return gidOf(pVtx); }
+	/// The own points that repeat an earlier own point: (global index, global
+	/// index of the first point with the same coordinates).
+	const std::vector<std::pair<int64_t, int64_t>>& ownCopies() const { return vCopies; }
 
 private:
 	// This process's own points take the first slots, so ownership needs no
@@ -96,6 +115,8 @@ private:
 	Box ghostLayer() const;
 	/// Inserts records (x, y, z, gid) owned by vOwner; skips points present.
 	long insertRecords(const std::vector<double>& vRecords, const std::vector<int>& vOwner);
+	/// Inserts the records that each process sent (owned by their sender).
+	long insertRecords(const Incoming& in);
 	/// Points of this process inside the query (ball or box) not sent to q
 	/// before, appended to vReply as records. With bLimited a ball's answer
 	/// may be cut to the points deepest inside; then answerBall returns true.
@@ -114,8 +135,20 @@ private:
 	/// vertices that may be its Delaunay neighbour are added to vAdd.
 	void collectBeyond(const double* a, const double* b, const double* c, std::vector<double>& vAdd, std::vector<int>& vAddOwner);
 
-	MPI_Comm comm;
+	/// dt.insert, silenced when bQuiet.
+	void insertPoints(std::vector<VORN3D::Point3>& vPoints, std::vector<VORN3D::Point3*>& vHandles);
+	/// Appends records (x, y, z, gid) to the points that insertStaged
+	/// inserts: vOwner per record, or all owned by owner when vOwner is null.
+	void stageRecords(const double* pRecords, size_t num, const int* pOwner, int owner);
+	/// Inserts the staged points; returns their number.
+	long insertStaged();
+
+	Transport& net;
 	int rank, size;
+	bool bQuiet;
+	// Points staged for insertion (see stageRecords).
+	std::vector<VORN3D::Point3> vStaged;
+	std::vector<std::pair<int64_t, int64_t>> vCopies;
 	std::vector<Box> vBoxes;
 	// The box of which this process holds every point (the ghost layer).
 	Box fetched;
@@ -164,10 +197,10 @@ private:
 };
 
 /// The fallback: all distinct points (records of ownPoints) gathered on rank 0
-/// and triangulated there in one Vorn_3D. Collective; vQuads receives the
-/// cells on rank 0 and stays empty elsewhere.
-void triangulateOnRoot(MPI_Comm comm, const std::vector<double>& vOwnRecords, std::vector<int64_t>& vQuads);
+/// and triangulated there in one Vorn_3D with the perturbation on. Collective;
+/// vQuads receives the cells on rank 0 and stays empty elsewhere.
+void triangulateOnRoot(Transport& transport, const std::vector<double>& vOwnRecords, std::vector<int64_t>& vQuads);
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
 
 #endif

@@ -1,6 +1,6 @@
 // Splitting the input into one region per process, balanced by count.
-#ifndef VORN3D_DISTRIBUTED_PARTITION_H
-#define VORN3D_DISTRIBUTED_PARTITION_H
+#ifndef VORN3D_PARALLEL_PARTITION_H
+#define VORN3D_PARALLEL_PARTITION_H
 
 #include <vector>
 
@@ -8,7 +8,7 @@
 
 #include "Geometry.h"
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 /// A k-d split into numParts regions, balanced by count: each step cuts the
 /// longest side of the current sample points' bounding box at their median
@@ -51,6 +51,6 @@ size_t sampleStride(size_t numPoints);
 std::vector<size_t> cubingPoints(const std::vector<VORN3D::Point3>& vPoints, const std::vector<int>& vOwner, int part,
 	const Box& box);
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
 
 #endif

@@ -5,10 +5,10 @@
 // that contains the true circumsphere, an interval that contains the true
 // value. Error bounds are first-order bounds on the rounding of the few
 // operations involved, scaled by a generous safety factor.
-#ifndef VORN3D_DISTRIBUTED_GEOMETRY_H
-#define VORN3D_DISTRIBUTED_GEOMETRY_H
+#ifndef VORN3D_PARALLEL_GEOMETRY_H
+#define VORN3D_PARALLEL_GEOMETRY_H
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 /// A closed ball; radius is +infinity when the sphere could not be bounded.
 struct Ball
@@ -96,6 +96,6 @@ private:
 	double lenUV_, magG_;
 };
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
 
 #endif

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <limits>
 
-namespace vorn3dmpi {
+namespace vorn3dregions {
 
 namespace {
 
@@ -125,4 +125,4 @@ std::vector<size_t> cubingPoints(const std::vector<Point3>& vPoints, const std::
 	return vChosen;
 }
 
-} // namespace vorn3dmpi
+} // namespace vorn3dregions
