@@ -152,6 +152,8 @@ private:
 	std::vector<Box> vBoxes;
 	// The box of which this process holds every point (the ghost layer).
 	Box fetched;
+	// The box of all points (the union of vBoxes).
+	Box whole;
 	VORN3D::Vorn_3D dt;
 	// Per slot (one per inserted point): global index and owning process.
 	// A vertex's index field holds the slot of its first point.

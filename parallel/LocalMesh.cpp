@@ -19,6 +19,15 @@ DistributedMesh::DistributedMesh(Transport& transport, const std::vector<Box>& v
 	pGrid(nullptr), pHullTree(nullptr), numUnbounded(0)
 {
 	vUnsentTo.resize(static_cast<size_t>(size));
+	whole = vBoxes[0];
+	for(const Box& box : vBoxes)
+	{
+		for(int a = 0; a < 3; ++a)
+		{
+			whole.lo[a] = std::min(whole.lo[a], box.lo[a]);
+			whole.hi[a] = std::max(whole.hi[a], box.hi[a]);
+		}
+	}
 	// Every process breaks the ties of degenerate input (a point exactly on
 	// a circumsphere, or in the plane of a hull facet and on its circle) by
 	// the same symbolic perturbation, which depends on coordinates alone.
