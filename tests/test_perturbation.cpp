@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "Dt3.h"
 #include "MeshInvariants.h"
 #include "PerturbedOracle.h"
 #include "StdoutCapture.h"
@@ -134,4 +136,66 @@ TEST(Perturbation, IsOffByDefaultAndSetBeforeTheFirstPoint)
 	Vorn_3D plain, perturbed;
 	plain.insert(vSphere);
 	EXPECT_NE(vtest::cellCoordinates(plain), perturbedCells(perturbed, vSphere, {vSphere.size()}));
+}
+
+// A square pyramid: the base is a hull face of four cocircular points, split
+// by one diagonal. The perturbed rule allows one of the two; the check must
+// reject the other, set by hand (the perturbed sphere test of the inner
+// facet decides the hull face as well), and the plain rule accepts both.
+TEST(Perturbation, ValidityCheckJudgesTheDiagonalOfACoplanarHullFace)
+{
+	for(const bool bPerturb : {true, false})
+	{
+		Dt3 dt(nullptr);
+		dt.setPerturbation(bPerturb);
+		std::vector<Point3> vIn = {Point3(0, 0, 0), Point3(2, 0, 0), Point3(0, 2, 0), Point3(2, 2, 0), Point3(1, 1, 1)};
+		std::vector<Point3*> v;
+		std::vector<Tet3*> vTets;
+		vtest::StdoutCapture capture;
+		dt.insert(vIn, v);
+		ASSERT_TRUE(dt.checkValidity("pyramid", true, true));
+		dt.getAllTetrahedra(vTets);
+		ASSERT_EQ(vTets.size(), 2u);
+		// The base corners not on the present diagonal span the other one.
+		const auto has([](const Tet3* pTet, const Point3* p) {
+			return pTet->getCorner(0) == p || pTet->getCorner(1) == p || pTet->getCorner(2) == p || pTet->getCorner(3) == p;
+		});
+		std::vector<Point3*> vOff;
+		for(int k = 0; k < 4; ++k)
+		{
+			if(!has(vTets[0], v[k]) || !has(vTets[1], v[k])) vOff.push_back(v[k]);
+		}
+		ASSERT_EQ(vOff.size(), 2u);
+		std::vector<Point3*> vOn;
+		for(int k = 0; k < 4; ++k)
+		{
+			if(v[k] != vOff[0] && v[k] != vOff[1]) vOn.push_back(v[k]);
+		}
+		for(int t = 0; t < 2; ++t)
+		{
+			Point3* q[4] = {vOff[0], vOff[1], vOn[t], v[4]};
+			const auto det([&] {
+				double m[3][3];
+				for(int r = 0; r < 3; ++r)
+				{
+					m[r][0] = q[r + 1]->x() - q[0]->x();
+					m[r][1] = q[r + 1]->y() - q[0]->y();
+					m[r][2] = q[r + 1]->z() - q[0]->z();
+				}
+				return m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) - m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
+					m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
+			});
+			if(det() < 0) std::swap(q[0], q[1]);
+			vTets[t]->setProperties(q[0], q[1], q[2], q[3]);
+			for(int i = 0; i < 4; ++i) vTets[t]->setOppTet(i, nullptr);
+		}
+		vTets[0]->setOppTet(vTets[0]->getIntraTetIndex(vOn[0]), vTets[1]);
+		vTets[1]->setOppTet(vTets[1]->getIntraTetIndex(vOn[1]), vTets[0]);
+		// The fault file the check writes takes the next number.
+		char aName[32];
+		snprintf(aName, sizeof(aName), "%05d_sphereIncBug.list", std::stoi(Dt3::nextFileNumber()) + 1);
+		EXPECT_EQ(dt.checkValidity("flipped", true, true), !bPerturb);
+		EXPECT_EQ(std::remove(aName) == 0, bPerturb);
+		EXPECT_EQ(capture.str().find("Dt3::checkValidity, HUH - sphereIncTest failed: ") != std::string::npos, bPerturb);
+	}
 }
