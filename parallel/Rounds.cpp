@@ -158,50 +158,16 @@ void DistributedMesh::collectBeyond(const double* a, const double* b, const doub
 		vAddOwner.push_back(vHullOwner[r]);
 	});
 	// A facet in a side plane of the box of all points has no point beyond
-	// it; what may replace it are the points of that plane inside or on its
-	// circumcircle, as the hull there is the plane's own Delaunay
-	// triangulation. The plane is axis-parallel, so its circles are circles
-	// in the other two coordinates, and the points searched are only those
-	// near the facet (a search by the growing spheres would visit every
-	// point of the plane, none of them ever beyond).
+	// it. The points of that plane that may replace it lie inside or on its
+	// circumcircle, which is where the plane cuts the circumsphere of its
+	// cell: the cell's ball query fetches them (points on the sphere
+	// included), so nothing is searched here. A search by the growing
+	// spheres would visit every point of the plane for every such facet
+	// (none of them is ever beyond, so no bound ever narrows it).
 	for(int k = 0; k < 3; ++k)
 	{
 		const double v(a[k]);
-		if(b[k] != v || c[k] != v || (v != whole.lo[k] && v != whole.hi[k])) continue;
-		const int i((k + 1) % 3), j((k + 2) % 3);
-		const double ui(b[i] - a[i]), uj(b[j] - a[j]), wi(c[i] - a[i]), wj(c[j] - a[j]);
-		const double det(2.0 * (ui * wj - uj * wi));
-		const double u2(ui * ui + uj * uj), w2(wi * wi + wj * wj);
-		const double ci((wj * u2 - uj * w2) / det), cj((ui * w2 - wi * u2) / det);
-		// The centre's rounding grows as the triangle flattens: bounded
-		// through the cancellation in det; beyond a mild flatness the general
-		// search below decides instead.
-		const double cancel((std::fabs(ui * wj) + std::fabs(uj * wi)) / std::fabs(det));
-		const double extent(std::max({std::fabs(ui), std::fabs(uj), std::fabs(wi), std::fabs(wj)}));
-		const double scale(std::max({std::fabs(a[i]), std::fabs(a[j]), std::fabs(b[i]), std::fabs(b[j]), std::fabs(c[i]),
-			std::fabs(c[j])}));
-		const double reach(std::sqrt(ci * ci + cj * cj) * (1.0 + 1e-6) + 1e-9 * (scale + extent * cancel));
-		if(!(cancel < 1e3) || !std::isfinite(reach)) break;
-		double centre[3];
-		centre[k] = v;
-		centre[i] = a[i] + ci;
-		centre[j] = a[j] + cj;
-		const auto keep([&](const Box& box) {
-			if(box.lo[k] > v || box.hi[k] < v) return false;
-			for(int t : {i, j})
-			{
-				if(box.lo[t] > centre[t] + reach || box.hi[t] < centre[t] - reach) return false;
-			}
-			return true;
-		});
-		const auto visit([&](size_t r) {
-			const double* p(&vHullRecords[REC * r]);
-			if(p[k] != v || ghostGids.count(gidOfWord(p[3])) != 0) return;
-			const double di(p[i] - centre[i]), dj(p[j] - centre[j]);
-			if(di * di + dj * dj <= reach * reach) take(r);
-		});
-		pHullTree->search(centre, keep, visit);
-		return;
+		if(b[k] == v && c[k] == v && (v == whole.lo[k] || v == whole.hi[k])) return;
 	}
 
 	const GrowingSphere sphere(a, b, c);
