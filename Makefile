@@ -4,8 +4,9 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 BUILD_RELEASE ?= build/release
 BUILD_TEST ?= build/test
 BUILD_SAN ?= build/sanitize
+BUILD_TSAN ?= build/tsan
 
-.PHONY: all demo test test-sanitize bench compare install clean
+.PHONY: all demo test test-sanitize test-tsan bench compare install clean
 
 all:
 	cmake -S . -B $(BUILD_RELEASE) -DCMAKE_BUILD_TYPE=Release -DVORN3D_BUILD_TESTS=OFF
@@ -24,6 +25,14 @@ test-sanitize:
 	cmake -S . -B $(BUILD_SAN) -DCMAKE_BUILD_TYPE=Debug -DVORN3D_BUILD_TESTS=ON -DVORN3D_SANITIZE=ON
 	cmake --build $(BUILD_SAN) -j $(JOBS)
 	cd $(BUILD_SAN) && ctest --output-on-failure -j $(JOBS)
+
+# The threads test under ThreadSanitizer: only that test and what it links
+# are built. Any race report fails the run.
+test-tsan:
+	cmake -S . -B $(BUILD_TSAN) -DCMAKE_BUILD_TYPE=Debug -DVORN3D_BUILD_TESTS=ON -DVORN3D_SANITIZE_THREAD=ON \
+		-DVORN3D_BUILD_PYTHON=OFF -DVORN3D_BUILD_MPI=OFF -DVORN3D_BUILD_EXAMPLES=OFF
+	cmake --build $(BUILD_TSAN) --target test_threads -j $(JOBS)
+	cd $(BUILD_TSAN)/tests && TSAN_OPTIONS="halt_on_error=1 $(TSAN_OPTIONS)" ./test_threads
 
 bench:
 	cmake -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DVORN3D_BUILD_TESTS=OFF -DVORN3D_BUILD_BENCH=ON

@@ -16,7 +16,7 @@ Dt3::Dt3(Vorn_3D* pOwner_):
 	numStoredTCS(0), sphereQuickFactor(insphereQuickFactor(predicates.isperrboundA)),
 	orientBoundFactor(predicates.o3derrboundA), sphereBoundFactor(predicates.isperrboundA), bWideRange(false),
 	bFullDimensional(false), bPerturbation(false), pOwner(pOwner_), bVerbose(false), numPoolTets(0), pRecentTet(nullptr),
-	bInsertionOpen(false)
+	bInsertionOpen(false), nextLabel(0), labelLeaseDepth(0)
 {
 	ttsPool.init();
 	tetPool.init();
@@ -151,6 +151,7 @@ void Dt3::insert(std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles
 	}
 	std::cout << "numPoints=" << vInput.size() << std::endl;
 	if(vInput.empty()) return;
+	const LabelLease lease(*this);
 
 	std::vector<Point3*> vOrdered;
 	hc.insert(vInput, vUserHandles, vOrdered);
@@ -180,6 +181,7 @@ Point3* Dt3::insert(const Point3& p)
 {
 	if(!isFinitePoint(p)) rejectNonFinite(0);
 	if(!inFilterRange(p)) setWideRange(true);
+	const LabelLease lease(*this);
 	Tet3* pDuplicateTet(nullptr);
 	Point3* pVtx(hc.insert(p, pDuplicateTet));
 	if(bFullDimensional)
@@ -225,6 +227,7 @@ void Dt3::splitIntoBatches(const std::vector<Point3*>& vVertices, size_t lo, siz
 void Dt3::triangulate(std::vector<Point3*>& vVertices, Tet3* pLastTet)
 {
 	if(pLastTet == nullptr) goToHell("pLastTet==NULL in Dt3::triangulate");
+	const LabelLease lease(*this);
 	if(vVertices.empty())
 	{
 		std::cout << "Attention: triangulate has got an empty vector" << std::endl;

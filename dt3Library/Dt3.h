@@ -190,7 +190,8 @@ public:
 	void print(const std::string& s);
 	/// Scene file of all cells, pVtx highlighted if not null.
 	void show(const std::string& fileName, Point3* pVtx);
-	/// "00000_", "00001_", ...: unique prefixes for fault files.
+	/// "00000_", "00001_", ...: unique prefixes for fault files, counted over
+	/// all threads of the process.
 	static std::string nextFileNumber();
 
 	// ---- settings ----
@@ -324,6 +325,32 @@ private:
 	/// true after a throw: the mesh may then be half changed, and queries
 	/// must walk it instead of trusting the pool and the visited flags.
 	bool bInsertionOpen;
+
+	/// The thread's next cell number while an insertion call runs.
+	/// Tet3::runningLabel is thread-local, and in a shared library every
+	/// access to it is a call; the kernel reads it once before an insertion
+	/// and writes it back once after (also after a throw), and numbers the
+	/// cells it creates from this copy. Calls within that insertion use the
+	/// same copy.
+	class LabelLease
+	{
+	public:
+		explicit LabelLease(Dt3& dt_): dt(dt_)
+		{
+			if(dt.labelLeaseDepth++ == 0) dt.nextLabel = Tet3::runningLabel;
+		}
+		~LabelLease()
+		{
+			if(--dt.labelLeaseDepth == 0) Tet3::runningLabel = dt.nextLabel;
+		}
+		LabelLease(const LabelLease&) = delete;
+		LabelLease& operator=(const LabelLease&) = delete;
+
+	private:
+		Dt3& dt;
+	};
+	int nextLabel;
+	int labelLeaseDepth;
 };
 
 // ---- the inline filters ----
@@ -433,7 +460,9 @@ inline Tet3* Dt3::createTet(Point3* p0, Point3* p1, Point3* p2, Point3* p3)
 		ASSERT_CONDITION(ret!=0);
 		++numPoolTets;
 	}
-	ret->initCell(p0, p1, p2, p3);
+	assert(labelLeaseDepth > 0);
+	ret->initCell(nextLabel, p0, p1, p2, p3);
+	nextLabel = Tet3::labelAfter(nextLabel);
 	return ret;
 }
 

@@ -3,6 +3,7 @@
 // All three read the list of all cells and change nothing. A fault found by
 // the check is left behind as a numbered scene file so that it can be looked
 // at in a viewer.
+#include <atomic>
 #include <cstdio>
 #include <iostream>
 #include <string>
@@ -15,8 +16,10 @@ namespace VORN3D {
 
 std::string Dt3::nextFileNumber()
 {
-	static int fileNumber(-1);
-	++fileNumber;
+	// One count for the process: the files share the working directory, so
+	// two threads must never get the same name.
+	static std::atomic<int> nextNumber(0);
+	const int fileNumber(nextNumber.fetch_add(1, std::memory_order_relaxed));
 	char buffer[32];
 	snprintf(buffer, sizeof(buffer), "%05d_", fileNumber);
 	return std::string(buffer);

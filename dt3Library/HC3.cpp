@@ -204,7 +204,7 @@ bool IdxVtxSequence::isConsistent() const
 
 // ---- HC3 ------------------------------------------------------------------
 
-bool HC3::bFirstBulkEnlargement(true);
+thread_local bool HC3::bFirstBulkEnlargement(true);
 
 HC3::HC3(int numBits_):
 	aBoxMin{-1.0, -1.0, -1.0}, aExtent{-1.0, -1.0, -1.0}, numBits(numBits_), bValid(false), pSpareEntry(nullptr)
@@ -360,7 +360,7 @@ void HC3::insert(const std::vector<Point3>& vInput, std::vector<Point3*>& vUserH
 	vOrdered.clear();
 	if(bbox.add(vInput))
 	{
-		// Deliberately asymmetric: the first bulk box of the process is
+		// Deliberately asymmetric: the first bulk box of the thread is
 		// enlarged only slightly, every later growth by the full range.
 		bbox.enlargeBounds(bFirstBulkEnlargement ? 0.1 : 1.0);
 		bFirstBulkEnlargement = false;

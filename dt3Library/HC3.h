@@ -86,8 +86,8 @@ private:
 /// box is enlarged beyond the points whenever it grows, and then every key is
 /// recomputed and the sequence rebuilt.
 ///
-/// Not thread-safe; besides its own state it shares one process-wide flag
-/// (the first bulk enlargement, see insert).
+/// Not thread-safe; besides its own state it reads and clears one flag per
+/// thread (the first bulk enlargement, see insert).
 class HC3
 {
 public:
@@ -111,7 +111,7 @@ public:
 	/// vertex. vOrdered is cleared and receives the vertices created by this
 	/// call (one per distinct new point), in Hilbert order. If the input
 	/// grows the box, it is enlarged by factor 0.1 the first time this
-	/// happens in the process and by 1.0 every later time.
+	/// happens in the calling thread and by 1.0 every later time.
 	void insert(const std::vector<Point3>& vInput, std::vector<Point3*>& vUserHandles,
 		std::vector<Point3*>& vOrdered);
 
@@ -151,7 +151,7 @@ public:
 	/// The current (enlarged) bounding box.
 	const Bbox3& getBox() const { return bbox; }
 	int getNumBits() const { return numBits; }
-	/// True while no bulk insertion of this process has enlarged a box yet,
+	/// True while no bulk insertion of this thread has enlarged a box yet,
 	/// so the next one to do so uses factor 0.1.
 	static bool isFirstBulkEnlargementPending() { return bFirstBulkEnlargement; }
 
@@ -174,7 +174,9 @@ private:
 	// next insertion uses it, so duplicates do not drain the pool.
 	IdxVtx* pSpareEntry;
 
-	static bool bFirstBulkEnlargement;
+	// Per thread, so that a store's boxes do not depend on what other
+	// threads built before.
+	static thread_local bool bFirstBulkEnlargement;
 };
 
 } // namespace VORN3D

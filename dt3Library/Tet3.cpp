@@ -8,7 +8,7 @@
 
 namespace VORN3D {
 
-int Tet3::runningLabel(1000);
+thread_local int Tet3::runningLabel(1000);
 
 const int Tet3::aFacetCorners[4][3] = {{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}};
 
@@ -33,7 +33,7 @@ Tet3::Tet3(const Tet3&)
 
 void Tet3::setProperties(Point3* pI, Point3* pJ, Point3* pK, Point3* pL)
 {
-	initCell(pI, pJ, pK, pL);
+	initCell(takeLabel(), pI, pJ, pK, pL);
 }
 
 void Tet3::reportSelfNeighbor(int ith)

@@ -67,7 +67,7 @@ public:
 	}
 	void setCustomIndex(int idx) { customIndex = idx; }
 	int getCustomIndex() const { return customIndex; }
-	/// Creation number: grows in creation order over the whole process.
+	/// Creation number: grows in creation order within the creating thread.
 	int getID() const { return ID; }
 
 	/// Corner ith.
@@ -170,10 +170,12 @@ public:
 	/// Visited flag of the insertion algorithms; false on every live cell
 	/// between insertions.
 	bool hasBeenVisited;
-	/// Next creation number; the first cell of a process gets 1000. After
-	/// INT_MAX it wraps to INT_MIN (a run of 10^8 points creates more than
-	/// 2^31 cells), so numbers say nothing about order across the wrap.
-	static int runningLabel;
+	/// Next creation number of the calling thread; the first cell a thread
+	/// creates gets 1000, so objects built on different threads number their
+	/// cells independently and reproducibly. After INT_MAX it wraps to
+	/// INT_MIN (a run of 10^8 points creates more than 2^31 cells), so
+	/// numbers say nothing about order across the wrap.
+	static thread_local int runningLabel;
 
 	/// Corners of facet i (opposite corner i).
 	static const int aFacetCorners[4][3];
@@ -186,18 +188,19 @@ private:
 	static int takeLabel()
 	{
 		const int label(runningLabel);
-		runningLabel = static_cast<int>(static_cast<unsigned>(label) + 1u);
+		runningLabel = labelAfter(label);
 		return label;
 	}
+	static int labelAfter(int label) { return static_cast<int>(static_cast<unsigned>(label) + 1u); }
 	// Cells are never copied by value; an accidental copy shows in the output.
 	Tet3(const Tet3&);
 	[[noreturn]] void notANeighbor(const Tet3* pT) const;
 	void reportSelfNeighbor(int ith);
-	/// The work of setProperties, inline for the kernel, which creates
-	/// millions of cells.
-	void initCell(Point3* pI, Point3* pJ, Point3* pK, Point3* pL)
+	/// The work of setProperties with the creation number given, inline for
+	/// the kernel, which creates millions of cells.
+	void initCell(int label, Point3* pI, Point3* pJ, Point3* pK, Point3* pL)
 	{
-		ID = takeLabel();
+		ID = label;
 		// The text of this check is part of the cell's contract.
 		assert((pI!=NULL && pJ!=NULL && pK!=NULL && pL!=NULL));
 		aVertexPointer[0] = pI;

@@ -46,7 +46,7 @@ const char* const Visualizer3::colorNames[Visualizer3::numColors] = {"LIGHTBLUE"
 	"CDARKORANGE", "CGOLDENROD", "COLIVE", "CLAWNGREEN", "CGREENYELLOW", "CPALEGREEN", "CMEDSPRINGGREEN",
 	"CLIGHTSEAGREAN", "CCYAN", "CSTEELBLUE", "MIDNIGHTBLUE", "CWHEAT"};
 
-int Visualizer3::colorNumber(0);
+thread_local int Visualizer3::colorNumber(0);
 
 namespace {
 // Only the first 14 colours (up to WHITE) take part in the cycle.

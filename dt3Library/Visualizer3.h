@@ -31,12 +31,12 @@ public:
 	/// Writes the closing "}" and closes the file; does nothing once closed.
 	void close();
 
-	/// The colour at the shared colour number (only 0..13 are handed out).
+	/// The colour at the thread's colour number (only 0..13 are handed out).
 	std::string getColor();
-	/// getColor(), then advances the shared colour number cyclically over
+	/// getColor(), then advances the thread's colour number cyclically over
 	/// 0..13, so successive objects differ in colour, across writers too.
 	std::string getNextColor();
-	/// Sets the shared colour number, e.g. to restart a colour sequence.
+	/// Sets the thread's colour number, e.g. to restart a colour sequence.
 	static void setColorNumber(int number);
 
 	/// Isolated points, drawn with the given line width. An empty list only
@@ -61,8 +61,10 @@ public:
 
 private:
 	std::ofstream file;
-	// Shared by all writers so that colours keep cycling across scenes.
-	static int colorNumber;
+	// Shared by all writers of a thread so that colours keep cycling across
+	// scenes; per thread, so that each thread's scenes look the same however
+	// threads interleave.
+	static thread_local int colorNumber;
 };
 
 } // namespace VORN3D

@@ -35,8 +35,10 @@ class Surface3;
 /// pointers it hands out stay valid until the object is destroyed. Cell
 /// pointers are valid only until the next insertion.
 ///
-/// Threads: the library starts none and locks nothing; use one object from
-/// one thread at a time (and preferably all objects from one thread).
+/// Threads: the library starts none. Use one object from one thread at a
+/// time; separate objects may be used on separate threads at once. Cell
+/// numbers, the first box enlargement, timers and scene colours are kept
+/// per thread; event counts and fault-file numbers for the whole process.
 class VORN3D_API Vorn_3D
 {
 public:

@@ -1,5 +1,6 @@
 #include "testDataGenerators.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -26,13 +27,17 @@ int rand15()
 
 // Number of unseeded calls so far: each reseeds once more than the previous
 // one, so two calls within the same second still draw different sequences.
-unsigned int numUnseededCalls(0);
+// Counted for the process, like the sequence of rand() it reseeds, so that
+// calls from different threads differ too.
+std::atomic<unsigned int> numUnseededCalls(0);
 
 using TimerClock = std::chrono::steady_clock;
 
+// One table per thread: a timer is started and stopped by the same thread,
+// and equal names on two threads are two timers.
 std::map<std::string, TimerClock::rep>& timerTable()
 {
-	static std::map<std::string, TimerClock::rep> table;
+	thread_local std::map<std::string, TimerClock::rep> table;
 	return table;
 }
 
@@ -58,8 +63,8 @@ void generateRandomNumbers(uint64_t count, double min, double max, std::vector<d
 	else
 	{
 		srand(static_cast<unsigned int>(time(nullptr)));
-		for(unsigned int i = 0; i < numUnseededCalls; ++i) srand(static_cast<unsigned int>(rand()));
-		++numUnseededCalls;
+		const unsigned int numEarlierCalls(numUnseededCalls.fetch_add(1, std::memory_order_relaxed));
+		for(unsigned int i = 0; i < numEarlierCalls; ++i) srand(static_cast<unsigned int>(rand()));
 	}
 	ASSERT_CONDITION(min<max);
 	const double range(max - min);

@@ -20,7 +20,8 @@ VORN3D_API void generateRandomNumbers(uint64_t count, double min, double max, st
 /// out (the first numbers of 3*count draws). Throws when min >= max.
 VORN3D_API void generateRandomPoints(uint64_t count, double min, double max, std::vector<Point3>& out, uint32_t seed);
 /// Named wall-clock timer: the first call of a name starts it and returns
-/// -1.0, the next stops it, prints and returns the elapsed seconds.
+/// -1.0, the next stops it, prints and returns the elapsed seconds. Each
+/// thread has its own timers.
 VORN3D_API double timer(const std::string& name);
 /// Unit normal of the triangle p0, p1, p2 (zero vector, with warnings, for a
 /// degenerate triangle).
@@ -29,6 +30,7 @@ VORN3D_API Vector3 getNormalVector(const Point3& p0, const Point3& p1, const Poi
 } // namespace VORN3D
 
 /// Counts events by name; the name "GETCOUNTERS" prints the table instead.
+/// One table for the whole process: counts from all threads add up.
 VORN3D_API void benchCounter(std::string& name);
 
 #endif

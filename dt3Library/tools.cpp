@@ -2,6 +2,7 @@
 
 #include <iostream>
 #include <map>
+#include <mutex>
 
 #include "testDataGenerators.h"
 #include "vorn3d_export.h"
@@ -75,16 +76,24 @@ void conditionFailed(const char* conditionText, const char* file, int line)
 
 namespace {
 // Created on first use so that counting works from static initialisers too.
+// One table for the process, so that events counted on worker threads show
+// in a report from any thread; the mutex guards it.
 std::map<std::string, int>& counterTable()
 {
 	static std::map<std::string, int> table;
 	return table;
+}
+std::mutex& counterMutex()
+{
+	static std::mutex mutex;
+	return mutex;
 }
 } // namespace
 
 VORN3D_API void benchCounter(std::string& name)
 {
 	std::map<std::string, int>& table(counterTable());
+	const std::lock_guard<std::mutex> lock(counterMutex());
 	if(name != "GETCOUNTERS")
 	{
 		++table[name];
