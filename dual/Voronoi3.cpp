@@ -120,12 +120,74 @@ void sortSpatially(std::vector<Tet3*>& vCells, const std::vector<Point3*>& vVert
 	vCells.swap(vSorted);
 }
 
-/// Flat cells in any numbering copied in the order of the boxes of their
-/// first corners, neighbours renumbered: vOrder[k] is the number in the
-/// input of the copy's cell k.
+/// The cells as the Voronoi pass works on them: rows in a spatial order and
+/// points renumbered in the order the rows first name them, so that the
+/// cells and points of a box lie together in memory. vCellNumber and
+/// vPointNumber give the numbers the results use (vCellNumber is empty
+/// where they are the rows).
+struct LocalCells
+{
+	std::vector<int32_t> vCorners, vNeighbors, vCellNumber, vPointNumber;
+	std::vector<double> vXyz;
+
+	/// Local number of the point numbered p in the results, given a first
+	/// time; vLocalOf holds -1 for points without one.
+	int32_t localPoint(std::vector<int32_t>& vLocalOf, int32_t p, const double* pCoordinates)
+	{
+		int32_t& local(vLocalOf[static_cast<size_t>(p)]);
+		if(local < 0)
+		{
+			local = static_cast<int32_t>(vPointNumber.size());
+			vPointNumber.push_back(p);
+			vXyz.insert(vXyz.end(), pCoordinates, pCoordinates + 3);
+		}
+		return local;
+	}
+};
+
+/// Local cells from mesh cells in a spatial order (collectCells), numbered
+/// 0..m-1 by their custom index.
+void localFromMesh(const std::vector<Tet3*>& vCells, int32_t numPoints, LocalCells& local)
+{
+	const size_t m(vCells.size());
+	flat::reserveLarge(local.vCorners, 4 * m);
+	flat::reserveLarge(local.vNeighbors, 4 * m);
+	local.vCellNumber.resize(m);
+	local.vXyz.reserve(3 * static_cast<size_t>(numPoints));
+	local.vPointNumber.reserve(static_cast<size_t>(numPoints));
+	std::vector<int32_t> vLocalOf(static_cast<size_t>(numPoints), -1);
+	bool bIdentity(true);
+	for(size_t k = 0; k < m; ++k)
+	{
+		const Tet3* pTet(vCells[k]);
+		local.vCellNumber[k] = pTet->getCustomIndex();
+		bIdentity &= local.vCellNumber[k] == static_cast<int32_t>(k);
+		for(int i = 0; i < 4; ++i)
+		{
+			const Point3* p(pTet->getCorner(i));
+			const double aXyz[3] = {p->x(), p->y(), p->z()};
+			local.vCorners.push_back(local.localPoint(vLocalOf, p->getIndex(), aXyz));
+			const Tet3* pOpp(pTet->getOppTet(i));
+			local.vNeighbors.push_back(pOpp != nullptr ? pOpp->getCustomIndex() : -1);
+		}
+	}
+	if(bIdentity)
+	{
+		local.vCellNumber.clear();
+		return;
+	}
+	// The neighbours are named by their numbers: turn them into rows.
+	std::vector<int32_t> vRow(m);
+	for(size_t k = 0; k < m; ++k) vRow[static_cast<size_t>(local.vCellNumber[k])] = static_cast<int32_t>(k);
+	for(int32_t& opp : local.vNeighbors)
+		if(opp >= 0) opp = vRow[static_cast<size_t>(opp)];
+}
+
+/// Local cells from flat cells in any order: rows in the order of the boxes
+/// of the cells' first corners.
 template<class Index>
-void spatialCopy(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
-	int32_t numPoints, FlatCells3& local, std::vector<int32_t>& vOrder)
+void localFromFlat(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
+	int32_t numPoints, LocalCells& local)
 {
 	const size_t m(static_cast<size_t>(numCells));
 	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
@@ -142,20 +204,24 @@ void spatialCopy(const int32_t* pCorners, const Index* pNeighbors, int64_t numCe
 		const double* c(pXyz + 3 * static_cast<size_t>(pCorners[4 * k]));
 		vBox[k] = grid.box(c[0], c[1], c[2]);
 	}
-	std::vector<int32_t> vPosition;
-	sortByBox(grid, vBox, vPosition);
-	local.vCorners.resize(4 * m);
-	local.vNeighbors.resize(4 * m);
-	vOrder.resize(m);
-	for(size_t k = 0; k < m; ++k)
+	std::vector<int32_t> vRow;
+	sortByBox(grid, vBox, vRow);
+	local.vCellNumber.resize(m);
+	for(size_t k = 0; k < m; ++k) local.vCellNumber[static_cast<size_t>(vRow[k])] = static_cast<int32_t>(k);
+	flat::reserveLarge(local.vCorners, 4 * m);
+	flat::reserveLarge(local.vNeighbors, 4 * m);
+	local.vXyz.reserve(3 * static_cast<size_t>(numPoints));
+	local.vPointNumber.reserve(static_cast<size_t>(numPoints));
+	std::vector<int32_t> vLocalOf(static_cast<size_t>(numPoints), -1);
+	for(size_t row = 0; row < m; ++row)
 	{
-		const size_t to(static_cast<size_t>(vPosition[k]));
-		vOrder[to] = static_cast<int32_t>(k);
+		const size_t k(static_cast<size_t>(local.vCellNumber[row]));
 		for(size_t i = 0; i < 4; ++i)
 		{
-			local.vCorners[4 * to + i] = pCorners[4 * k + i];
+			const int32_t p(pCorners[4 * k + i]);
+			local.vCorners.push_back(local.localPoint(vLocalOf, p, pXyz + 3 * static_cast<size_t>(p)));
 			const Index opp(pNeighbors[4 * k + i]);
-			local.vNeighbors[4 * to + i] = opp < 0 ? -1 : vPosition[static_cast<size_t>(opp)];
+			local.vNeighbors.push_back(opp < 0 ? -1 : vRow[static_cast<size_t>(opp)]);
 		}
 	}
 }
@@ -296,13 +362,15 @@ void flattenCells(const std::vector<Tet3*>& vCells, FlatCells3& flat)
 
 namespace {
 
-/// The Voronoi cells of flat cells in a spatial order. With pOrder, cell k
-/// is named pOrder[k] in the results (its circumcentre is Voronoi vertex
-/// pOrder[k]); otherwise k.
-void voronoiPass(Voronoi3& out, const int32_t* pCorners, const int32_t* pNeighbors, int64_t numCells, const double* pXyz,
-	const int32_t* pOrder)
+/// The Voronoi cells of local cells; out.numPoints is set.
+void voronoiPass(Voronoi3& out, const LocalCells& local)
 {
-	const size_t m(static_cast<size_t>(numCells));
+	const size_t m(local.vCorners.size() / 4);
+	const int32_t* pCorners(local.vCorners.data());
+	const int32_t* pNeighbors(local.vNeighbors.data());
+	const double* pXyz(local.vXyz.data());
+	const int32_t* pOrder(local.vCellNumber.empty() ? nullptr : local.vCellNumber.data());
+	const int32_t* pPointNumber(local.vPointNumber.data());
 	const double inf(std::numeric_limits<double>::infinity());
 	std::vector<double> vOwnCentres;
 	std::vector<double>& vCentres(pOrder != nullptr ? vOwnCentres : out.vVertices);
@@ -327,7 +395,8 @@ void voronoiPass(Voronoi3& out, const int32_t* pCorners, const int32_t* pNeighbo
 	// the rings hold 6m entries; about 6m / 5.2 edges. Reserving that keeps
 	// the pass free of reallocation in the common case.
 	std::vector<int32_t>& vRing(out.vRidgeVertices);
-	std::vector<double>& vVolumes(out.vVolumes);
+	// Volumes by local point, handed out at the end.
+	std::vector<double> vVolumes(local.vPointNumber.size(), 0.0);
 	const double* pCentres(vCentres.data());
 	out.vRidgePoints.clear();
 	out.vRidgeStart.assign(1, 0);
@@ -338,9 +407,6 @@ void voronoiPass(Voronoi3& out, const int32_t* pCorners, const int32_t* pNeighbo
 	flat::reserveLarge(out.vRidgeStart, numEdgesGuess + 1);
 	flat::reserveLarge(out.vRidgeAreas, numEdgesGuess);
 	flat::reserveLarge(vRing, 6 * m + m / 8 + 16);
-	vVolumes.clear();
-	flat::reserveLarge(vVolumes, static_cast<size_t>(out.numPoints));
-	vVolumes.resize(static_cast<size_t>(out.numPoints), 0.0);
 
 	// Bit e of vDone[k] marks local edge e of cell k as done.
 	std::vector<unsigned char> vDone;
@@ -386,8 +452,9 @@ void voronoiPass(Voronoi3& out, const int32_t* pCorners, const int32_t* pNeighbo
 				vRing.insert(vRing.begin() + static_cast<std::ptrdiff_t>(first), vBehind.rbegin(), vBehind.rend());
 				vRing.insert(vRing.begin() + static_cast<std::ptrdiff_t>(first), -1);
 			}
-			out.vRidgePoints.push_back(std::min(s, t));
-			out.vRidgePoints.push_back(std::max(s, t));
+			const int32_t sNumber(pPointNumber[s]), tNumber(pPointNumber[t]);
+			out.vRidgePoints.push_back(std::min(sNumber, tNumber));
+			out.vRidgePoints.push_back(std::max(sNumber, tNumber));
 			out.vRidgeStart.push_back(static_cast<int64_t>(vRing.size()));
 			if(bOpen)
 			{
@@ -427,8 +494,11 @@ void voronoiPass(Voronoi3& out, const int32_t* pCorners, const int32_t* pNeighbo
 			if(vVolumes[static_cast<size_t>(t)] != inf) vVolumes[static_cast<size_t>(t)] += area * len / 6.0;
 		}
 	}
+	out.vVolumes.clear();
+	flat::reserveLarge(out.vVolumes, static_cast<size_t>(out.numPoints));
+	out.vVolumes.resize(static_cast<size_t>(out.numPoints), 0.0);
+	for(size_t p = 0; p < vVolumes.size(); ++p) out.vVolumes[static_cast<size_t>(pPointNumber[p])] = vVolumes[p];
 }
-
 } // namespace
 
 bool Voronoi3::isBounded(int32_t point) const
@@ -439,10 +509,9 @@ bool Voronoi3::isBounded(int32_t point) const
 void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 {
 	numPoints = numPoints_;
-	FlatCells3 flat;
-	flattenCells(vCells, flat);
-	voronoiPass(*this, flat.vCorners.data(), flat.vNeighbors.data(), static_cast<int64_t>(vCells.size()), flat.vXyz.data(),
-		nullptr);
+	LocalCells local;
+	localFromMesh(vCells, numPoints, local);
+	voronoiPass(*this, local);
 }
 
 namespace {
@@ -452,10 +521,9 @@ void computeFromFlat(Voronoi3& out, const int32_t* pCorners, const Index* pNeigh
 {
 	if(numCells > std::numeric_limits<int32_t>::max())
 		throw std::invalid_argument("Voronoi3::compute(): more cells than 32-bit vertex numbers can name");
-	FlatCells3 local;
-	std::vector<int32_t> vOrder;
-	spatialCopy(pCorners, pNeighbors, numCells, pXyz, out.numPoints, local, vOrder);
-	voronoiPass(out, local.vCorners.data(), local.vNeighbors.data(), numCells, pXyz, vOrder.data());
+	LocalCells local;
+	localFromFlat(pCorners, pNeighbors, numCells, pXyz, out.numPoints, local);
+	voronoiPass(out, local);
 }
 
 } // namespace
