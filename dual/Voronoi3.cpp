@@ -73,15 +73,14 @@ private:
 	uint32_t aSpread[1 << 10];
 };
 
-/// The positions of items 0..n-1 in the order of their boxes (a counting
-/// sort: two linear passes); vBox is taken as scratch.
-void sortByBox(const MortonGrid& grid, std::vector<uint32_t>& vBox, std::vector<int32_t>& vPosition)
+/// Replaces the box of each item by the item's position in the order of the
+/// boxes (a counting sort: two linear passes, no second array).
+void sortByBox(const MortonGrid& grid, std::vector<uint32_t>& vBox)
 {
 	std::vector<size_t> vStart(grid.numBoxes() + 1, 0);
 	for(uint32_t box : vBox) ++vStart[box + 1];
 	for(size_t b = 1; b < vStart.size(); ++b) vStart[b] += vStart[b - 1];
-	vPosition.resize(vBox.size());
-	for(size_t i = 0; i < vBox.size(); ++i) vPosition[i] = static_cast<int32_t>(vStart[vBox[i]]++);
+	for(uint32_t& box : vBox) box = static_cast<uint32_t>(vStart[box]++);
 }
 
 /// Orders the cells by the box that holds their first corner, clears their
@@ -109,13 +108,13 @@ void sortSpatially(std::vector<Tet3*>& vCells, const std::vector<Point3*>& vVert
 		const Point3* p(pTet->getCorner(0));
 		vBox[i] = grid.box(p->x(), p->y(), p->z());
 	}
-	std::vector<int32_t> vPosition;
-	sortByBox(grid, vBox, vPosition);
+	sortByBox(grid, vBox);
+	const std::vector<uint32_t>& vPosition(vBox);
 	std::vector<Tet3*> vSorted(vCells.size());
 	for(size_t i = 0; i < vCells.size(); ++i)
 	{
 		vSorted[static_cast<size_t>(vPosition[i])] = vCells[i];
-		if(bRenumber) vCells[i]->setCustomIndex(vPosition[i]);
+		if(bRenumber) vCells[i]->setCustomIndex(static_cast<int>(vPosition[i]));
 	}
 	vCells.swap(vSorted);
 }
@@ -152,16 +151,20 @@ void localFromMesh(const std::vector<Tet3*>& vCells, int32_t numPoints, LocalCel
 	const size_t m(vCells.size());
 	flat::reserveLarge(local.vCorners, 4 * m);
 	flat::reserveLarge(local.vNeighbors, 4 * m);
-	local.vCellNumber.resize(m);
 	local.vXyz.reserve(3 * static_cast<size_t>(numPoints));
 	local.vPointNumber.reserve(static_cast<size_t>(numPoints));
 	std::vector<int32_t> vLocalOf(static_cast<size_t>(numPoints), -1);
-	bool bIdentity(true);
 	for(size_t k = 0; k < m; ++k)
 	{
 		const Tet3* pTet(vCells[k]);
-		local.vCellNumber[k] = pTet->getCustomIndex();
-		bIdentity &= local.vCellNumber[k] == static_cast<int32_t>(k);
+		// The numbers are kept only from the first that is not the row.
+		const int32_t number(pTet->getCustomIndex());
+		if(number != static_cast<int32_t>(k) && local.vCellNumber.empty())
+		{
+			local.vCellNumber.resize(m);
+			for(size_t j = 0; j < k; ++j) local.vCellNumber[j] = static_cast<int32_t>(j);
+		}
+		if(!local.vCellNumber.empty()) local.vCellNumber[k] = number;
 		for(int i = 0; i < 4; ++i)
 		{
 			const Point3* p(pTet->getCorner(i));
@@ -171,11 +174,7 @@ void localFromMesh(const std::vector<Tet3*>& vCells, int32_t numPoints, LocalCel
 			local.vNeighbors.push_back(pOpp != nullptr ? pOpp->getCustomIndex() : -1);
 		}
 	}
-	if(bIdentity)
-	{
-		local.vCellNumber.clear();
-		return;
-	}
+	if(local.vCellNumber.empty()) return;
 	// The neighbours are named by their numbers: turn them into rows.
 	std::vector<int32_t> vRow(m);
 	for(size_t k = 0; k < m; ++k) vRow[static_cast<size_t>(local.vCellNumber[k])] = static_cast<int32_t>(k);
@@ -204,8 +203,8 @@ void localFromFlat(const int32_t* pCorners, const Index* pNeighbors, int64_t num
 		const double* c(pXyz + 3 * static_cast<size_t>(pCorners[4 * k]));
 		vBox[k] = grid.box(c[0], c[1], c[2]);
 	}
-	std::vector<int32_t> vRow;
-	sortByBox(grid, vBox, vRow);
+	sortByBox(grid, vBox);
+	const std::vector<uint32_t>& vRow(vBox);
 	local.vCellNumber.resize(m);
 	for(size_t k = 0; k < m; ++k) local.vCellNumber[static_cast<size_t>(vRow[k])] = static_cast<int32_t>(k);
 	flat::reserveLarge(local.vCorners, 4 * m);
@@ -221,7 +220,7 @@ void localFromFlat(const int32_t* pCorners, const Index* pNeighbors, int64_t num
 			const int32_t p(pCorners[4 * k + i]);
 			local.vCorners.push_back(local.localPoint(vLocalOf, p, pXyz + 3 * static_cast<size_t>(p)));
 			const Index opp(pNeighbors[4 * k + i]);
-			local.vNeighbors.push_back(opp < 0 ? -1 : vRow[static_cast<size_t>(opp)]);
+			local.vNeighbors.push_back(opp < 0 ? -1 : static_cast<int32_t>(vRow[static_cast<size_t>(opp)]));
 		}
 	}
 }

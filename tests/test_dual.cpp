@@ -233,12 +233,20 @@ INSTANTIATE_TEST_SUITE_P(Inputs, FlatInput, ::testing::Values(0, 1));
 TEST(CollectCells, KeepsAGivenNumberingAndRefusesABrokenOne)
 {
 	Mesh mesh(vtest::randomPoints(300, 3u));
+	Voronoi3 byPosition;
+	byPosition.compute(mesh.vCells, 300);
 	std::vector<Tet3*> vReversed(mesh.vCells.rbegin(), mesh.vCells.rend());
 	for(size_t k = 0; k < vReversed.size(); ++k) vReversed[k]->setCustomIndex(static_cast<int>(k));
 	std::vector<Tet3*> vKept;
 	collectCells(mesh.dt, vKept, false);
 	ASSERT_EQ(vKept.size(), vReversed.size());
 	for(const Tet3* pTet : vKept) EXPECT_TRUE(vReversed[static_cast<size_t>(pTet->getCustomIndex())] == pTet && !pTet->hasBeenVisited);
+	// The Voronoi vertices follow the kept numbers; the volumes do not depend on them.
+	Voronoi3 byNumber;
+	byNumber.compute(vKept, 300);
+	const size_t m(vKept.size());
+	for(size_t k = 0; k < 3 * m; ++k) EXPECT_EQ(byPosition.vVertices[k], byNumber.vVertices[3 * (m - 1 - k / 3) + k % 3]) << k;
+	for(int32_t p = 0; p < 300; ++p) EXPECT_EQ(byPosition.vVolumes[p], byNumber.vVolumes[p]) << p;
 	vReversed[0]->setCustomIndex(1);
 	EXPECT_THROW(collectCells(mesh.dt, vKept, false), std::invalid_argument);
 }
