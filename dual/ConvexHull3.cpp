@@ -1,6 +1,7 @@
 // The convex hull from the Delaunay cells (facets without a neighbour), and
 // a filter that drops points certainly inside it before the tetrahedralisation.
 #include "Dual3.h"
+#include "FlatCells3.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,73 +15,89 @@ namespace {
 // normal points out of a positively oriented cell.
 const int aOutwardFacet[4][3] = {{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}};
 
+template<class Index>
+void hullPass(ConvexHull3& hull, const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz)
+{
+	const size_t m(static_cast<size_t>(numCells));
+	// Facet numbers: the hull facets of cell k are numbered from vFirst[k]
+	// on, in the order of their opposite corner.
+	std::vector<int32_t> vFirst(m + 1, 0);
+	for(size_t k = 0; k < m; ++k)
+	{
+		const Index* nb(pNeighbors + 4 * k);
+		vFirst[k + 1] = vFirst[k] + (nb[0] < 0) + (nb[1] < 0) + (nb[2] < 0) + (nb[3] < 0);
+	}
+	const size_t numFacets(static_cast<size_t>(vFirst[m]));
+	hull.vFacets.resize(3 * numFacets);
+	hull.vNeighbors.resize(3 * numFacets);
+	hull.vEquations.resize(4 * numFacets);
+	const auto facetNumber = [&](int64_t cell, int opp) {
+		const Index* nb(pNeighbors + 4 * cell);
+		int32_t f(vFirst[static_cast<size_t>(cell)]);
+		for(int i = 0; i < opp; ++i) f += nb[i] < 0;
+		return f;
+	};
+	const auto point = [&](int32_t p) { return pXyz + 3 * static_cast<size_t>(p); };
+
+	// A reference point inside the hull keeps the volume sum well conditioned.
+	double ref[3] = {0.0, 0.0, 0.0};
+	for(int i = 0; m > 0 && i < 4; ++i)
+		for(int c = 0; c < 3; ++c) ref[c] += 0.25 * point(pCorners[i])[c];
+	hull.volume = 0.0;
+	hull.area = 0.0;
+	for(size_t k = 0; k < m; ++k)
+	{
+		const int32_t* pCell(pCorners + 4 * k);
+		for(int opp = 0; opp < 4; ++opp)
+		{
+			if(pNeighbors[4 * k + static_cast<size_t>(opp)] >= 0) continue;
+			const size_t f(static_cast<size_t>(facetNumber(static_cast<int64_t>(k), opp)));
+			int32_t aCorner[3];
+			for(int j = 0; j < 3; ++j)
+			{
+				const int q(aOutwardFacet[opp][j]);
+				aCorner[j] = pCell[q];
+				hull.vFacets[3 * f + static_cast<size_t>(j)] = aCorner[j];
+				// Across the edge opposite corner j: turn around that edge
+				// through the inside until the ring meets the hull again.
+				const int32_t s(pCell[aOutwardFacet[opp][(j + 1) % 3]]), t(pCell[aOutwardFacet[opp][(j + 2) % 3]]);
+				flat::EdgeWalk<Index> walk{pCorners, pNeighbors, s, t, pCell[opp], static_cast<int64_t>(k), q};
+				while(walk.step()) {}
+				hull.vNeighbors[3 * f + static_cast<size_t>(j)] = facetNumber(walk.cur, walk.exitPos);
+			}
+			const double* a(point(aCorner[0]));
+			const double* b(point(aCorner[1]));
+			const double* c(point(aCorner[2]));
+			const double u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+			const double v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+			const double n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+			const double len(std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]));
+			hull.area += 0.5 * len;
+			hull.volume += (n[0] * (a[0] - ref[0]) + n[1] * (a[1] - ref[1]) + n[2] * (a[2] - ref[2])) / 6.0;
+			double* pEq(&hull.vEquations[4 * f]);
+			for(int d = 0; d < 3; ++d) pEq[d] = n[d] / len;
+			pEq[3] = -(pEq[0] * a[0] + pEq[1] * a[1] + pEq[2] * a[2]);
+		}
+	}
+}
+
 } // namespace
 
 void ConvexHull3::compute(const std::vector<Tet3*>& vCells)
 {
-	const size_t m(vCells.size());
-	// Facet numbers: the hull facets of the cell numbered k are numbered
-	// from vFirst[k] on, in the order of their opposite corner.
-	std::vector<int32_t> vFirst(m + 1, 0);
-	for(const Tet3* pTet : vCells)
-	{
-		int numNull(0);
-		for(int i = 0; i < 4; ++i) numNull += pTet->getOppTet(i) == nullptr;
-		vFirst[static_cast<size_t>(pTet->getCustomIndex()) + 1] = numNull;
-	}
-	for(size_t k = 0; k < m; ++k) vFirst[k + 1] += vFirst[k];
-	const size_t numFacets(static_cast<size_t>(vFirst[m]));
-	vFacets.resize(3 * numFacets);
-	vNeighbors.resize(3 * numFacets);
-	vEquations.resize(4 * numFacets);
-	const auto facetNumber = [&](const Tet3* pTet, int opp) {
-		int32_t f(vFirst[static_cast<size_t>(pTet->getCustomIndex())]);
-		for(int i = 0; i < opp; ++i) f += pTet->getOppTet(i) == nullptr;
-		return f;
-	};
+	FlatCells3 flat;
+	flattenCells(vCells, flat);
+	compute(flat.vCorners.data(), flat.vNeighbors.data(), static_cast<int64_t>(vCells.size()), flat.vXyz.data());
+}
 
-	// A reference point inside the hull keeps the volume sum well conditioned.
-	double ref[3] = {0.0, 0.0, 0.0};
-	if(m > 0)
-	{
-		for(int i = 0; i < 4; ++i)
-		{
-			ref[0] += 0.25 * vCells[0]->getCorner(i)->x();
-			ref[1] += 0.25 * vCells[0]->getCorner(i)->y();
-			ref[2] += 0.25 * vCells[0]->getCorner(i)->z();
-		}
-	}
-	volume = 0.0;
-	area = 0.0;
-	for(Tet3* pTet : vCells)
-	{
-		for(int opp = 0; opp < 4; ++opp)
-		{
-			if(pTet->getOppTet(opp) != nullptr) continue;
-			const size_t f(static_cast<size_t>(facetNumber(pTet, opp)));
-			const Point3* aCorner[3];
-			for(int j = 0; j < 3; ++j)
-			{
-				aCorner[j] = pTet->getCorner(aOutwardFacet[opp][j]);
-				vFacets[3 * f + static_cast<size_t>(j)] = aCorner[j]->getIndex();
-				// Across the edge opposite corner j: turn around that edge
-				// through the inside until the ring meets the hull again.
-				TetAroundEdgeIterator it(Edge3(pTet, opp, aOutwardFacet[opp][j]));
-				while(!it.nextIsNull()) ++it;
-				vNeighbors[3 * f + static_cast<size_t>(j)] = facetNumber(*it, it.getOpp2Index());
-			}
-			const double a[3] = {aCorner[0]->x(), aCorner[0]->y(), aCorner[0]->z()};
-			const double u[3] = {aCorner[1]->x() - a[0], aCorner[1]->y() - a[1], aCorner[1]->z() - a[2]};
-			const double v[3] = {aCorner[2]->x() - a[0], aCorner[2]->y() - a[1], aCorner[2]->z() - a[2]};
-			const double n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-			const double len(std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]));
-			area += 0.5 * len;
-			volume += (n[0] * (a[0] - ref[0]) + n[1] * (a[1] - ref[1]) + n[2] * (a[2] - ref[2])) / 6.0;
-			double* pEq(&vEquations[4 * f]);
-			for(int c = 0; c < 3; ++c) pEq[c] = n[c] / len;
-			pEq[3] = -(pEq[0] * a[0] + pEq[1] * a[1] + pEq[2] * a[2]);
-		}
-	}
+void ConvexHull3::compute(const int32_t* pCorners, const int64_t* pNeighbors, int64_t numCells, const double* pXyz)
+{
+	hullPass(*this, pCorners, pNeighbors, numCells, pXyz);
+}
+
+void ConvexHull3::compute(const int32_t* pCorners, const int32_t* pNeighbors, int64_t numCells, const double* pXyz)
+{
+	hullPass(*this, pCorners, pNeighbors, numCells, pXyz);
 }
 
 std::vector<int32_t> hullCandidates(const double* points, int64_t n)

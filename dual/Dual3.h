@@ -41,6 +41,24 @@ void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
 /// double. Writes x, y, z to aCentre.
 void circumcentre(const Tet3* pTet, double aCentre[3]);
 
+/// A tetrahedralisation as flat arrays, the input of the dual computations.
+/// Cell k has the corners vCorners[4k .. 4k + 3] (point numbers, positively
+/// oriented) and the neighbours vNeighbors[4k + i], the cell across the
+/// facet opposite corner i (-1 on the convex hull); point p has the
+/// coordinates vXyz[3p .. 3p + 2].
+struct FlatCells3
+{
+	std::vector<int32_t> vCorners;
+	std::vector<int32_t> vNeighbors;
+	std::vector<double> vXyz;
+};
+
+/// Exports the cells of vCells, numbered 0..m-1 by their custom index, and
+/// the corners' coordinates by Point3 index (0 for an index no corner has).
+/// The rows follow the numbers, the work follows the order of vCells: with
+/// the order and numbers of collectCells both are spatial.
+void flattenCells(const std::vector<Tet3*>& vCells, FlatCells3& flat);
+
 /// The Voronoi diagram of the vertices of a tetrahedralisation.
 ///
 /// One face (ridge) per Delaunay edge, separating the edge's two end points;
@@ -59,6 +77,16 @@ public:
 	/// order (collectCells gives both). Each edge of the mesh is visited once,
 	/// by one circulation around it.
 	void compute(const std::vector<Tet3*>& vCells, int32_t numPoints);
+	/// The same from flat arrays (see FlatCells3): numCells cells with
+	/// corners in [0, numPoints) and neighbours as int64 or int32 numbers.
+	/// Voronoi vertex k is the circumcentre of cell k. The cells may come in
+	/// any order: the pass works on a copy in a spatial order (more than
+	/// 2^31 - 1 cells throw std::invalid_argument). Coordinates are read for
+	/// all numPoints points.
+	void compute(const int32_t* pCorners, const int64_t* pNeighbors, int64_t numCells, const double* pXyz,
+		int32_t numPoints);
+	void compute(const int32_t* pCorners, const int32_t* pNeighbors, int64_t numCells, const double* pXyz,
+		int32_t numPoints);
 
 	int32_t numPoints = 0;
 	/// 3 per Voronoi vertex: the circumcentre of the cell with that number.
@@ -88,6 +116,9 @@ public:
 	/// increasing) are vVertexList[vStart[p] .. vStart[p + 1]), preceded by
 	/// -1 when the cell is unbounded. vCells as given to compute.
 	void regions(const std::vector<Tet3*>& vCells, std::vector<int64_t>& vStart, std::vector<int32_t>& vVertexList) const;
+	/// The same from the corners of numCells flat cells.
+	void regions(const int32_t* pCorners, int64_t numCells, std::vector<int64_t>& vStart,
+		std::vector<int32_t>& vVertexList) const;
 };
 
 /// The convex hull of the vertices of a tetrahedralisation: the cell facets
@@ -98,6 +129,9 @@ public:
 	/// vCells and indices as for Voronoi3::compute; facets are numbered in the
 	/// order of the cells' numbers.
 	void compute(const std::vector<Tet3*>& vCells);
+	/// The same from flat arrays, as Voronoi3::compute.
+	void compute(const int32_t* pCorners, const int64_t* pNeighbors, int64_t numCells, const double* pXyz);
+	void compute(const int32_t* pCorners, const int32_t* pNeighbors, int64_t numCells, const double* pXyz);
 
 	/// 3 per facet, counter-clockwise seen from outside (the right-hand
 	/// normal points out of the hull).

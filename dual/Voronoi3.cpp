@@ -1,6 +1,7 @@
 // Voronoi cells from the Delaunay cells: circumcentres, then one circulation
 // around each Delaunay edge for the ridge between its end points.
 #include "Dual3.h"
+#include "FlatCells3.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,14 +13,10 @@ namespace VORN3D {
 
 namespace {
 
-// Local edges 0..5 of a cell: the two corners of edge e, and the two corners off it (the first pair of
-// Edge3's opp3ICI, opp2ICI for that edge).
+// Local edges 0..5 of a cell: the two corners of edge e, and the two corners off it.
 const int aEdgeCorners[6][2] = {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}};
 const int aEdgeOffCorners[6][2] = {{2, 3}, {1, 3}, {1, 2}, {0, 3}, {0, 2}, {0, 1}};
 
-// Local edge of a circulator's current edge, by its (opp3ICI, opp2ICI): the
-// edge joining the other two corners.
-const int aEdgeOffOpp[4][4] = {{-1, 5, 4, 3}, {5, -1, 2, 1}, {4, 2, -1, 0}, {3, 1, 0, -1}};
 
 template<class Real>
 void centreRelative(const Real B[3], const Real C[3], const Real D[3], Real aOffset[3], Real& det)
@@ -35,24 +32,63 @@ void centreRelative(const Real B[3], const Real C[3], const Real D[3], Real aOff
 	for(int k = 0; k < 3; ++k) aOffset[k] = (bb * CxD[k] + cc * DxB[k] + dd * BxC[k]) * f;
 }
 
-/// Spreads the low 10 bits of v to every third bit.
-uint32_t spreadBits(uint32_t v)
+/// Boxes of a grid over a bounding box, numbered along a Morton curve, for
+/// about 512 items per box. A box's few hundred cells are a few tens of
+/// kilobytes, which stay in the cache while the box is worked through.
+class MortonGrid
 {
-	uint32_t spread(0);
-	for(int b = 0; b < 10; ++b) spread |= ((v >> b) & 1u) << (3 * b);
-	return spread;
+public:
+	MortonGrid(size_t numItems, const double lo[3], const double hi[3])
+	{
+		const double boxes(std::max(1.0, static_cast<double>(numItems) / 512.0));
+		bits = std::min(10, std::max(1, static_cast<int>(std::lround(std::log2(boxes) / 3.0))));
+		for(int k = 0; k < 3; ++k)
+		{
+			origin[k] = lo[k];
+			scale[k] = hi[k] > lo[k] ? ((1 << bits) - 0.5) / (hi[k] - lo[k]) : 0.0;
+		}
+		for(uint32_t v = 0; v < (1u << bits); ++v)
+		{
+			// The low bits of v spread to every third bit.
+			aSpread[v] = 0;
+			for(int b = 0; b < bits; ++b) aSpread[v] |= ((v >> b) & 1u) << (3 * b);
+		}
+	}
+	size_t numBoxes() const { return size_t(1) << (3 * bits); }
+	uint32_t box(double x, double y, double z) const
+	{
+		return aSpread[cell(x, 0)] | aSpread[cell(y, 1)] << 1 | aSpread[cell(z, 2)] << 2;
+	}
+
+private:
+	uint32_t cell(double c, int k) const
+	{
+		const double v((c - origin[k]) * scale[k]);
+		// Points outside the bounding box (or not numbers) go to its border.
+		const double top((1 << bits) - 1);
+		return static_cast<uint32_t>(v >= 0.0 ? std::min(v, top) : 0.0);
+	}
+	int bits;
+	double origin[3], scale[3];
+	uint32_t aSpread[1 << 10];
+};
+
+/// Replaces the box of each item by the item's position in the order of the
+/// boxes (a counting sort: two linear passes, no second array).
+void sortByBox(const MortonGrid& grid, std::vector<uint32_t>& vBox)
+{
+	std::vector<size_t> vStart(grid.numBoxes() + 1, 0);
+	for(uint32_t box : vBox) ++vStart[box + 1];
+	for(size_t b = 1; b < vStart.size(); ++b) vStart[b] += vStart[b - 1];
+	for(uint32_t& box : vBox) box = static_cast<uint32_t>(vStart[box]++);
 }
 
-/// Orders the cells by the box of a grid, in Morton order, that holds their
-/// first corner (a counting sort: two linear passes), clears their visited
-/// flags and, with bRenumber, numbers them in the new order. A box holds a
-/// few hundred cells, a few tens of kilobytes that stay in the cache while
-/// the box is worked through; the pool's memory order does not give this, as
-/// the kernel reuses the memory of removed cells.
+/// Orders the cells by the box that holds their first corner, clears their
+/// visited flags and, with bRenumber, numbers them in the new order. The
+/// pool's memory order does not keep neighbours together, as the kernel
+/// reuses the memory of removed cells.
 void sortSpatially(std::vector<Tet3*>& vCells, const std::vector<Point3*>& vVertices, bool bRenumber)
 {
-	const double boxes(std::max(1.0, static_cast<double>(vCells.size()) / 512.0));
-	const int bits(std::min(10, std::max(1, static_cast<int>(std::lround(std::log2(boxes) / 3.0)))));
 	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
 	for(const Point3* p : vVertices)
 	{
@@ -63,32 +99,130 @@ void sortSpatially(std::vector<Tet3*>& vCells, const std::vector<Point3*>& vVert
 			hi[k] = std::max(hi[k], c[k]);
 		}
 	}
-	double scale[3];
-	for(int k = 0; k < 3; ++k) scale[k] = hi[k] > lo[k] ? ((1 << bits) - 0.5) / (hi[k] - lo[k]) : 0.0;
-	uint32_t aSpread[1 << 10];
-	for(uint32_t v = 0; v < (1u << bits); ++v) aSpread[v] = spreadBits(v);
+	const MortonGrid grid(vCells.size(), lo, hi);
 	std::vector<uint32_t> vBox(vCells.size());
-	std::vector<size_t> vStart((size_t(1) << (3 * bits)) + 1, 0);
 	for(size_t i = 0; i < vCells.size(); ++i)
 	{
 		Tet3* pTet(vCells[i]);
 		pTet->hasBeenVisited = false;
 		const Point3* p(pTet->getCorner(0));
-		const uint32_t box(aSpread[static_cast<uint32_t>((p->x() - lo[0]) * scale[0])] |
-			aSpread[static_cast<uint32_t>((p->y() - lo[1]) * scale[1])] << 1 |
-			aSpread[static_cast<uint32_t>((p->z() - lo[2]) * scale[2])] << 2);
-		vBox[i] = box;
-		++vStart[box + 1];
+		vBox[i] = grid.box(p->x(), p->y(), p->z());
 	}
-	for(size_t b = 1; b < vStart.size(); ++b) vStart[b] += vStart[b - 1];
+	sortByBox(grid, vBox);
+	const std::vector<uint32_t>& vPosition(vBox);
 	std::vector<Tet3*> vSorted(vCells.size());
 	for(size_t i = 0; i < vCells.size(); ++i)
 	{
-		const size_t k(vStart[vBox[i]]++);
-		vSorted[k] = vCells[i];
-		if(bRenumber) vCells[i]->setCustomIndex(static_cast<int>(k));
+		vSorted[static_cast<size_t>(vPosition[i])] = vCells[i];
+		if(bRenumber) vCells[i]->setCustomIndex(static_cast<int>(vPosition[i]));
 	}
 	vCells.swap(vSorted);
+}
+
+/// The cells as the Voronoi pass works on them: rows in a spatial order and
+/// points renumbered in the order the rows first name them, so that the
+/// cells and points of a box lie together in memory. vCellNumber and
+/// vPointNumber give the numbers the results use (vCellNumber is empty
+/// where they are the rows).
+struct LocalCells
+{
+	std::vector<int32_t> vCorners, vNeighbors, vCellNumber, vPointNumber;
+	std::vector<double> vXyz;
+
+	/// Local number of the point numbered p in the results, given a first
+	/// time; vLocalOf holds -1 for points without one.
+	int32_t localPoint(std::vector<int32_t>& vLocalOf, int32_t p, const double* pCoordinates)
+	{
+		int32_t& local(vLocalOf[static_cast<size_t>(p)]);
+		if(local < 0)
+		{
+			local = static_cast<int32_t>(vPointNumber.size());
+			vPointNumber.push_back(p);
+			vXyz.insert(vXyz.end(), pCoordinates, pCoordinates + 3);
+		}
+		return local;
+	}
+};
+
+/// Local cells from mesh cells in a spatial order (collectCells), numbered
+/// 0..m-1 by their custom index.
+void localFromMesh(const std::vector<Tet3*>& vCells, int32_t numPoints, LocalCells& local)
+{
+	const size_t m(vCells.size());
+	flat::reserveLarge(local.vCorners, 4 * m);
+	flat::reserveLarge(local.vNeighbors, 4 * m);
+	local.vXyz.reserve(3 * static_cast<size_t>(numPoints));
+	local.vPointNumber.reserve(static_cast<size_t>(numPoints));
+	std::vector<int32_t> vLocalOf(static_cast<size_t>(numPoints), -1);
+	for(size_t k = 0; k < m; ++k)
+	{
+		const Tet3* pTet(vCells[k]);
+		// The numbers are kept only from the first that is not the row.
+		const int32_t number(pTet->getCustomIndex());
+		if(number != static_cast<int32_t>(k) && local.vCellNumber.empty())
+		{
+			local.vCellNumber.resize(m);
+			for(size_t j = 0; j < k; ++j) local.vCellNumber[j] = static_cast<int32_t>(j);
+		}
+		if(!local.vCellNumber.empty()) local.vCellNumber[k] = number;
+		for(int i = 0; i < 4; ++i)
+		{
+			const Point3* p(pTet->getCorner(i));
+			const double aXyz[3] = {p->x(), p->y(), p->z()};
+			local.vCorners.push_back(local.localPoint(vLocalOf, p->getIndex(), aXyz));
+			const Tet3* pOpp(pTet->getOppTet(i));
+			local.vNeighbors.push_back(pOpp != nullptr ? pOpp->getCustomIndex() : -1);
+		}
+	}
+	if(local.vCellNumber.empty()) return;
+	// The neighbours are named by their numbers: turn them into rows.
+	std::vector<int32_t> vRow(m);
+	for(size_t k = 0; k < m; ++k) vRow[static_cast<size_t>(local.vCellNumber[k])] = static_cast<int32_t>(k);
+	for(int32_t& opp : local.vNeighbors)
+		if(opp >= 0) opp = vRow[static_cast<size_t>(opp)];
+}
+
+/// Local cells from flat cells in any order: rows in the order of the boxes
+/// of the cells' first corners.
+template<class Index>
+void localFromFlat(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
+	int32_t numPoints, LocalCells& local)
+{
+	const size_t m(static_cast<size_t>(numCells));
+	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
+		for(int k = 0; k < 3; ++k)
+		{
+			lo[k] = std::min(lo[k], pXyz[3 * p + static_cast<size_t>(k)]);
+			hi[k] = std::max(hi[k], pXyz[3 * p + static_cast<size_t>(k)]);
+		}
+	const MortonGrid grid(m, lo, hi);
+	std::vector<uint32_t> vBox(m);
+	for(size_t k = 0; k < m; ++k)
+	{
+		const double* c(pXyz + 3 * static_cast<size_t>(pCorners[4 * k]));
+		vBox[k] = grid.box(c[0], c[1], c[2]);
+	}
+	sortByBox(grid, vBox);
+	const std::vector<uint32_t>& vRow(vBox);
+	local.vCellNumber.resize(m);
+	for(size_t k = 0; k < m; ++k) local.vCellNumber[static_cast<size_t>(vRow[k])] = static_cast<int32_t>(k);
+	flat::reserveLarge(local.vCorners, 4 * m);
+	flat::reserveLarge(local.vNeighbors, 4 * m);
+	local.vXyz.reserve(3 * static_cast<size_t>(numPoints));
+	local.vPointNumber.reserve(static_cast<size_t>(numPoints));
+	std::vector<int32_t> vLocalOf(static_cast<size_t>(numPoints), -1);
+	for(size_t row = 0; row < m; ++row)
+	{
+		const size_t k(static_cast<size_t>(local.vCellNumber[row]));
+		for(size_t i = 0; i < 4; ++i)
+		{
+			const int32_t p(pCorners[4 * k + i]);
+			local.vCorners.push_back(local.localPoint(vLocalOf, p, pXyz + 3 * static_cast<size_t>(p)));
+			const Index opp(pNeighbors[4 * k + i]);
+			local.vNeighbors.push_back(opp < 0 ? -1 : static_cast<int32_t>(vRow[static_cast<size_t>(opp)]));
+		}
+	}
 }
 
 } // namespace
@@ -144,18 +278,15 @@ void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
 	}
 }
 
-void circumcentre(const Tet3* pTet, double aCentre[3])
+namespace flat {
+
+void circumcentre(const double* a, const double* b, const double* c, const double* d, double aCentre[3])
 {
-	const Point3& a(*pTet->getCorner(0));
-	const Point3* aOther[3] = {pTet->getCorner(1), pTet->getCorner(2), pTet->getCorner(3)};
+	const double* aOther[3] = {b, c, d};
 	double B[3], C[3], D[3];
 	double* aRow[3] = {B, C, D};
 	for(int r = 0; r < 3; ++r)
-	{
-		aRow[r][0] = aOther[r]->x() - a.x();
-		aRow[r][1] = aOther[r]->y() - a.y();
-		aRow[r][2] = aOther[r]->z() - a.z();
-	}
+		for(int k = 0; k < 3; ++k) aRow[r][k] = aOther[r][k] - a[k];
 	double aOffset[3], det;
 	centreRelative(B, C, D, aOffset, det);
 	// The determinant is six times the volume; against the product of the
@@ -168,18 +299,206 @@ void circumcentre(const Tet3* pTet, double aCentre[3])
 		long double LB[3], LC[3], LD[3], LOffset[3], Ldet;
 		long double* aLRow[3] = {LB, LC, LD};
 		for(int r = 0; r < 3; ++r)
-		{
-			aLRow[r][0] = static_cast<long double>(aOther[r]->x()) - a.x();
-			aLRow[r][1] = static_cast<long double>(aOther[r]->y()) - a.y();
-			aLRow[r][2] = static_cast<long double>(aOther[r]->z()) - a.z();
-		}
+			for(int k = 0; k < 3; ++k) aLRow[r][k] = static_cast<long double>(aOther[r][k]) - a[k];
 		centreRelative(LB, LC, LD, LOffset, Ldet);
 		for(int k = 0; k < 3; ++k) aOffset[k] = static_cast<double>(LOffset[k]);
 	}
-	aCentre[0] = a.x() + aOffset[0];
-	aCentre[1] = a.y() + aOffset[1];
-	aCentre[2] = a.z() + aOffset[2];
+	for(int k = 0; k < 3; ++k) aCentre[k] = a[k] + aOffset[k];
 }
+
+} // namespace flat
+
+void circumcentre(const Tet3* pTet, double aCentre[3])
+{
+	double aCorner[4][3];
+	for(int i = 0; i < 4; ++i)
+	{
+		const Point3* p(pTet->getCorner(i));
+		aCorner[i][0] = p->x();
+		aCorner[i][1] = p->y();
+		aCorner[i][2] = p->z();
+	}
+	flat::circumcentre(aCorner[0], aCorner[1], aCorner[2], aCorner[3], aCentre);
+}
+
+void flattenCells(const std::vector<Tet3*>& vCells, FlatCells3& flat)
+{
+	const size_t m(vCells.size());
+	flat.vCorners.clear();
+	flat.vNeighbors.clear();
+	flat.vXyz.clear();
+	flat::reserveLarge(flat.vCorners, 4 * m);
+	flat::reserveLarge(flat.vNeighbors, 4 * m);
+	flat.vCorners.resize(4 * m);
+	flat.vNeighbors.resize(4 * m);
+	int32_t maxIndex(-1);
+	for(const Tet3* pTet : vCells)
+	{
+		const size_t k(static_cast<size_t>(pTet->getCustomIndex()));
+		for(int i = 0; i < 4; ++i)
+		{
+			const Point3* p(pTet->getCorner(i));
+			const int32_t index(p->getIndex());
+			flat.vCorners[4 * k + static_cast<size_t>(i)] = index;
+			// Every vertex is written from each of its cells; in a spatial
+			// order the later writes hit the cache.
+			if(index > maxIndex)
+			{
+				maxIndex = index;
+				if(3 * static_cast<size_t>(index) + 3 > flat.vXyz.size())
+					flat.vXyz.resize(std::max(3 * static_cast<size_t>(index) + 3, 2 * flat.vXyz.size()));
+			}
+			double* pXyz(&flat.vXyz[3 * static_cast<size_t>(index)]);
+			pXyz[0] = p->x();
+			pXyz[1] = p->y();
+			pXyz[2] = p->z();
+			const Tet3* pOpp(pTet->getOppTet(i));
+			flat.vNeighbors[4 * k + static_cast<size_t>(i)] = pOpp != nullptr ? pOpp->getCustomIndex() : -1;
+		}
+	}
+	flat.vXyz.resize(3 * static_cast<size_t>(maxIndex + 1));
+}
+
+namespace {
+
+/// The Voronoi cells of local cells; out.numPoints is set.
+void voronoiPass(Voronoi3& out, const LocalCells& local)
+{
+	const size_t m(local.vCorners.size() / 4);
+	const int32_t* pCorners(local.vCorners.data());
+	const int32_t* pNeighbors(local.vNeighbors.data());
+	const double* pXyz(local.vXyz.data());
+	const int32_t* pOrder(local.vCellNumber.empty() ? nullptr : local.vCellNumber.data());
+	const int32_t* pPointNumber(local.vPointNumber.data());
+	const double inf(std::numeric_limits<double>::infinity());
+	std::vector<double> vOwnCentres;
+	std::vector<double>& vCentres(pOrder != nullptr ? vOwnCentres : out.vVertices);
+	vCentres.clear();
+	flat::reserveLarge(vCentres, 3 * m);
+	for(size_t k = 0; k < m; ++k)
+	{
+		const int32_t* c(pCorners + 4 * k);
+		double aCentre[3];
+		flat::circumcentre(pXyz + 3 * static_cast<size_t>(c[0]), pXyz + 3 * static_cast<size_t>(c[1]),
+			pXyz + 3 * static_cast<size_t>(c[2]), pXyz + 3 * static_cast<size_t>(c[3]), aCentre);
+		vCentres.insert(vCentres.end(), aCentre, aCentre + 3);
+	}
+	if(pOrder != nullptr)
+	{
+		out.vVertices.resize(3 * m);
+		for(size_t k = 0; k < m; ++k)
+			std::copy(&vCentres[3 * k], &vCentres[3 * k] + 3, &out.vVertices[3 * static_cast<size_t>(pOrder[k])]);
+	}
+
+	// Each cell has 6 edges and a cell sits in the ring of each of them, so
+	// the rings hold 6m entries; about 6m / 5.2 edges. Reserving that keeps
+	// the pass free of reallocation in the common case.
+	std::vector<int32_t>& vRing(out.vRidgeVertices);
+	// Volumes by local point, handed out at the end.
+	std::vector<double> vVolumes(local.vPointNumber.size(), 0.0);
+	const double* pCentres(vCentres.data());
+	out.vRidgePoints.clear();
+	out.vRidgeStart.assign(1, 0);
+	vRing.clear();
+	out.vRidgeAreas.clear();
+	const size_t numEdgesGuess(6 * m / 5 + 16);
+	flat::reserveLarge(out.vRidgePoints, 2 * numEdgesGuess);
+	flat::reserveLarge(out.vRidgeStart, numEdgesGuess + 1);
+	flat::reserveLarge(out.vRidgeAreas, numEdgesGuess);
+	flat::reserveLarge(vRing, 6 * m + m / 8 + 16);
+
+	// Bit e of vDone[k] marks local edge e of cell k as done.
+	std::vector<unsigned char> vDone;
+	flat::reserveLarge(vDone, m);
+	vDone.resize(m, 0);
+	std::vector<int32_t> vBehind;
+	for(size_t k = 0; k < m; ++k)
+	{
+		const int32_t* c(pCorners + 4 * k);
+		for(int e = 0; e < 6; ++e)
+		{
+			if(vDone[k] & (1u << e)) continue;
+			const int32_t s(c[aEdgeCorners[e][0]]), t(c[aEdgeCorners[e][1]]);
+			const int off0(aEdgeOffCorners[e][0]), off1(aEdgeOffCorners[e][1]);
+			const size_t first(vRing.size());
+			vRing.push_back(static_cast<int32_t>(k));
+			// Forward from this cell until the ring closes or meets the hull.
+			flat::EdgeWalk<int32_t> walk{pCorners, pNeighbors, s, t, c[off1], static_cast<int64_t>(k), off0};
+			bool bOpen(false);
+			for(;;)
+			{
+				if(!walk.step())
+				{
+					bOpen = true;
+					break;
+				}
+				if(walk.cur == static_cast<int64_t>(k)) break;
+				vDone[static_cast<size_t>(walk.cur)] |= static_cast<unsigned char>(1u << walk.edge);
+				vRing.push_back(static_cast<int32_t>(walk.cur));
+			}
+			if(bOpen)
+			{
+				// The rest of the ring lies behind the start: turn the other
+				// way, then put those cells in front, so that the ring runs
+				// from one hull facet to the other.
+				vBehind.clear();
+				flat::EdgeWalk<int32_t> back{pCorners, pNeighbors, s, t, c[off0], static_cast<int64_t>(k), off1};
+				while(back.step())
+				{
+					vDone[static_cast<size_t>(back.cur)] |= static_cast<unsigned char>(1u << back.edge);
+					vBehind.push_back(static_cast<int32_t>(back.cur));
+				}
+				vRing.insert(vRing.begin() + static_cast<std::ptrdiff_t>(first), vBehind.rbegin(), vBehind.rend());
+				vRing.insert(vRing.begin() + static_cast<std::ptrdiff_t>(first), -1);
+			}
+			const int32_t sNumber(pPointNumber[s]), tNumber(pPointNumber[t]);
+			out.vRidgePoints.push_back(std::min(sNumber, tNumber));
+			out.vRidgePoints.push_back(std::max(sNumber, tNumber));
+			out.vRidgeStart.push_back(static_cast<int64_t>(vRing.size()));
+			if(bOpen)
+			{
+				if(pOrder != nullptr)
+					for(size_t i = first + 1; i < vRing.size(); ++i) vRing[i] = pOrder[vRing[i]];
+				out.vRidgeAreas.push_back(inf);
+				vVolumes[static_cast<size_t>(s)] = inf;
+				vVolumes[static_cast<size_t>(t)] = inf;
+				continue;
+			}
+			// The polygon lies in the bisector plane of s and t: its area is
+			// half the length of the summed cross products along the edge's
+			// direction, and it is the base of two pyramids of height |st|/2.
+			const double* pS(pXyz + 3 * static_cast<size_t>(s));
+			const double* pT(pXyz + 3 * static_cast<size_t>(t));
+			const double u[3] = {pT[0] - pS[0], pT[1] - pS[1], pT[2] - pS[2]};
+			const double len(std::sqrt(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]));
+			const double* c0(pCentres + 3 * static_cast<size_t>(vRing[first]));
+			double sum[3] = {0.0, 0.0, 0.0};
+			double prev[3] = {0.0, 0.0, 0.0};
+			for(size_t i = first + 1; i < vRing.size(); ++i)
+			{
+				const double* pC(pCentres + 3 * static_cast<size_t>(vRing[i]));
+				const double d[3] = {pC[0] - c0[0], pC[1] - c0[1], pC[2] - c0[2]};
+				sum[0] += prev[1] * d[2] - prev[2] * d[1];
+				sum[1] += prev[2] * d[0] - prev[0] * d[2];
+				sum[2] += prev[0] * d[1] - prev[1] * d[0];
+				prev[0] = d[0];
+				prev[1] = d[1];
+				prev[2] = d[2];
+			}
+			const double area(0.5 * std::fabs(sum[0] * u[0] + sum[1] * u[1] + sum[2] * u[2]) / len);
+			if(pOrder != nullptr)
+				for(size_t i = first; i < vRing.size(); ++i) vRing[i] = pOrder[vRing[i]];
+			out.vRidgeAreas.push_back(area);
+			if(vVolumes[static_cast<size_t>(s)] != inf) vVolumes[static_cast<size_t>(s)] += area * len / 6.0;
+			if(vVolumes[static_cast<size_t>(t)] != inf) vVolumes[static_cast<size_t>(t)] += area * len / 6.0;
+		}
+	}
+	out.vVolumes.clear();
+	flat::reserveLarge(out.vVolumes, static_cast<size_t>(out.numPoints));
+	out.vVolumes.resize(static_cast<size_t>(out.numPoints), 0.0);
+	for(size_t p = 0; p < vVolumes.size(); ++p) out.vVolumes[static_cast<size_t>(pPointNumber[p])] = vVolumes[p];
+}
+} // namespace
 
 bool Voronoi3::isBounded(int32_t point) const
 {
@@ -189,125 +508,57 @@ bool Voronoi3::isBounded(int32_t point) const
 void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 {
 	numPoints = numPoints_;
-	const size_t m(vCells.size());
-	const double inf(std::numeric_limits<double>::infinity());
-	vVertices.resize(3 * m);
-	for(const Tet3* pTet : vCells) circumcentre(pTet, &vVertices[3 * static_cast<size_t>(pTet->getCustomIndex())]);
+	LocalCells local;
+	localFromMesh(vCells, numPoints, local);
+	voronoiPass(*this, local);
+}
 
-	// Each cell has 6 edges and a cell sits in the ring of each of them, so
-	// the rings hold 6m entries; about 6m / 5.2 edges. Reserving that keeps
-	// the pass free of reallocation in the common case.
-	vRidgePoints.clear();
-	vRidgeStart.assign(1, 0);
-	vRidgeVertices.clear();
-	vRidgeAreas.clear();
-	const size_t numEdgesGuess(6 * m / 5 + 16);
-	vRidgePoints.reserve(2 * numEdgesGuess);
-	vRidgeStart.reserve(numEdgesGuess + 1);
-	vRidgeAreas.reserve(numEdgesGuess);
-	vRidgeVertices.reserve(6 * m + m / 8 + 16);
-	vVolumes.assign(static_cast<size_t>(numPoints), 0.0);
+namespace {
 
-	// Bit e of vDone[k] marks local edge e of cell k as done.
-	std::vector<unsigned char> vDone(m, 0);
-	std::vector<int32_t> vBehind;
-	for(Tet3* pTet : vCells)
-	{
-		const size_t k(static_cast<size_t>(pTet->getCustomIndex()));
-		for(int e = 0; e < 6; ++e)
-		{
-			if(vDone[k] & (1u << e)) continue;
-			const Point3* pS(pTet->getCorner(aEdgeCorners[e][0]));
-			const Point3* pT(pTet->getCorner(aEdgeCorners[e][1]));
-			const size_t first(vRidgeVertices.size());
-			// Forward from this cell until the ring closes or meets the hull.
-			bool bOpen(false);
-			const TetAroundEdgeIterator start(Edge3(pTet, aEdgeOffCorners[e][0], aEdgeOffCorners[e][1]));
-			TetAroundEdgeIterator it(start);
-			for(;;)
-			{
-				const Tet3* pCur(*it);
-				const int32_t cur(pCur->getCustomIndex());
-				vRidgeVertices.push_back(cur);
-				vDone[static_cast<size_t>(cur)] |=
-					static_cast<unsigned char>(1u << aEdgeOffOpp[it.getOpp3Index()][it.getOpp2Index()]);
-				if(it.nextIsNull())
-				{
-					bOpen = true;
-					break;
-				}
-				++it;
-				if(*it == pTet) break;
-			}
-			if(bOpen)
-			{
-				// The rest of the ring lies behind the start: circulate the
-				// other way, then put those cells in front, so that the ring
-				// runs from one hull facet to the other.
-				vBehind.clear();
-				TetAroundEdgeIterator back(Edge3(pTet, aEdgeOffCorners[e][1], aEdgeOffCorners[e][0]));
-				while(!back.nextIsNull())
-				{
-					++back;
-					const int32_t cur((*back)->getCustomIndex());
-					vBehind.push_back(cur);
-					vDone[static_cast<size_t>(cur)] |=
-						static_cast<unsigned char>(1u << aEdgeOffOpp[back.getOpp3Index()][back.getOpp2Index()]);
-				}
-				vRidgeVertices.insert(vRidgeVertices.begin() + static_cast<std::ptrdiff_t>(first),
-					vBehind.rbegin(), vBehind.rend());
-				vRidgeVertices.insert(vRidgeVertices.begin() + static_cast<std::ptrdiff_t>(first), -1);
-			}
-			const int32_t s(pS->getIndex()), t(pT->getIndex());
-			vRidgePoints.push_back(std::min(s, t));
-			vRidgePoints.push_back(std::max(s, t));
-			vRidgeStart.push_back(static_cast<int64_t>(vRidgeVertices.size()));
-			if(bOpen)
-			{
-				vRidgeAreas.push_back(inf);
-				vVolumes[static_cast<size_t>(s)] = inf;
-				vVolumes[static_cast<size_t>(t)] = inf;
-				continue;
-			}
-			// The polygon lies in the bisector plane of s and t: its area is
-			// half the length of the summed cross products along the edge's
-			// direction, and it is the base of two pyramids of height |st|/2.
-			const double u[3] = {pT->x() - pS->x(), pT->y() - pS->y(), pT->z() - pS->z()};
-			const double len(std::sqrt(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]));
-			const double* c0(&vVertices[3 * static_cast<size_t>(vRidgeVertices[first])]);
-			double sum[3] = {0.0, 0.0, 0.0};
-			double prev[3] = {0.0, 0.0, 0.0};
-			for(size_t i = first + 1; i < vRidgeVertices.size(); ++i)
-			{
-				const double* c(&vVertices[3 * static_cast<size_t>(vRidgeVertices[i])]);
-				const double d[3] = {c[0] - c0[0], c[1] - c0[1], c[2] - c0[2]};
-				sum[0] += prev[1] * d[2] - prev[2] * d[1];
-				sum[1] += prev[2] * d[0] - prev[0] * d[2];
-				sum[2] += prev[0] * d[1] - prev[1] * d[0];
-				prev[0] = d[0];
-				prev[1] = d[1];
-				prev[2] = d[2];
-			}
-			const double area(0.5 * std::fabs(sum[0] * u[0] + sum[1] * u[1] + sum[2] * u[2]) / len);
-			vRidgeAreas.push_back(area);
-			if(vVolumes[static_cast<size_t>(s)] != inf) vVolumes[static_cast<size_t>(s)] += area * len / 6.0;
-			if(vVolumes[static_cast<size_t>(t)] != inf) vVolumes[static_cast<size_t>(t)] += area * len / 6.0;
-		}
-	}
+template<class Index>
+void computeFromFlat(Voronoi3& out, const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz)
+{
+	if(numCells > std::numeric_limits<int32_t>::max())
+		throw std::invalid_argument("Voronoi3::compute(): more cells than 32-bit vertex numbers can name");
+	LocalCells local;
+	localFromFlat(pCorners, pNeighbors, numCells, pXyz, out.numPoints, local);
+	voronoiPass(out, local);
+}
 
+} // namespace
+
+void Voronoi3::compute(const int32_t* pCorners, const int64_t* pNeighbors, int64_t numCells, const double* pXyz,
+	int32_t numPoints_)
+{
+	numPoints = numPoints_;
+	computeFromFlat(*this, pCorners, pNeighbors, numCells, pXyz);
+}
+
+void Voronoi3::compute(const int32_t* pCorners, const int32_t* pNeighbors, int64_t numCells, const double* pXyz,
+	int32_t numPoints_)
+{
+	numPoints = numPoints_;
+	computeFromFlat(*this, pCorners, pNeighbors, numCells, pXyz);
 }
 
 void Voronoi3::regions(const std::vector<Tet3*>& vCells, std::vector<int64_t>& vStart,
 	std::vector<int32_t>& vVertexList) const
 {
+	std::vector<int32_t> vCorners(4 * vCells.size());
+	for(const Tet3* pTet : vCells)
+		for(int i = 0; i < 4; ++i)
+			vCorners[4 * static_cast<size_t>(pTet->getCustomIndex()) + static_cast<size_t>(i)] = pTet->getCorner(i)->getIndex();
+	regions(vCorners.data(), static_cast<int64_t>(vCells.size()), vStart, vVertexList);
+}
+
+void Voronoi3::regions(const int32_t* pCorners, int64_t numCells, std::vector<int64_t>& vStart,
+	std::vector<int32_t>& vVertexList) const
+{
 	// A counting sort of the cells by their corners, in the order of their
 	// numbers, so that each list comes out increasing.
-	const size_t m(vCells.size());
-	std::vector<const Tet3*> vOrdered(m);
-	for(const Tet3* pTet : vCells) vOrdered[static_cast<size_t>(pTet->getCustomIndex())] = pTet;
+	const size_t numCorners(4 * static_cast<size_t>(numCells));
 	vStart.assign(static_cast<size_t>(numPoints) + 1, 0);
-	for(const Tet3* pTet : vCells)
-		for(int i = 0; i < 4; ++i) ++vStart[static_cast<size_t>(pTet->getCorner(i)->getIndex()) + 1];
+	for(size_t j = 0; j < numCorners; ++j) ++vStart[static_cast<size_t>(pCorners[j]) + 1];
 	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
 		if(!isBounded(static_cast<int32_t>(p))) ++vStart[p + 1];
 	for(size_t p = 1; p < vStart.size(); ++p) vStart[p] += vStart[p - 1];
@@ -315,13 +566,8 @@ void Voronoi3::regions(const std::vector<Tet3*>& vCells, std::vector<int64_t>& v
 	std::vector<int64_t> vNext(vStart.begin(), vStart.end() - 1);
 	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
 		if(!isBounded(static_cast<int32_t>(p))) vVertexList[static_cast<size_t>(vNext[p]++)] = -1;
-	for(size_t k = 0; k < m; ++k)
-	{
-		const Tet3* pTet(vOrdered[k]);
-		for(int i = 0; i < 4; ++i)
-			vVertexList[static_cast<size_t>(vNext[static_cast<size_t>(pTet->getCorner(i)->getIndex())]++)] =
-				static_cast<int32_t>(k);
-	}
+	for(size_t j = 0; j < numCorners; ++j)
+		vVertexList[static_cast<size_t>(vNext[static_cast<size_t>(pCorners[j])]++)] = static_cast<int32_t>(j / 4);
 }
 
 void Voronoi3::cellRidges(std::vector<int64_t>& vStart, std::vector<int32_t>& vRidges) const

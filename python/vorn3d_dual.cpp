@@ -7,6 +7,7 @@
 #include <pybind11/numpy.h>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -59,6 +60,14 @@ void DualArrays::computeVoronoi(Vorn_3D& dt, int32_t numPoints)
 	collectCells(dt, vCells, false);
 	pData->pVoronoi.reset(new Voronoi3);
 	pData->pVoronoi->compute(vCells, numPoints);
+}
+
+template<class Index>
+void DualArrays::computeVoronoi(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
+	int32_t numPoints)
+{
+	pData->pVoronoi.reset(new Voronoi3);
+	pData->pVoronoi->compute(pCorners, pNeighbors, numCells, pXyz, numPoints);
 }
 
 void DualArrays::computeHull(Vorn_3D& dt)
@@ -177,10 +186,46 @@ py::list csrLists(const Int64Array& start, const Int64Array& values)
 	return rows;
 }
 
+using CornerArray = py::array_t<int32_t, py::array::c_style | py::array::forcecast>;
+using PointArray = py::array_t<double, py::array::c_style | py::array::forcecast>;
+
+/// The Voronoi cells of a tetrahedralisation given as the arrays of a
+/// Delaunay object, without its mesh; see DualArrays::take for the names.
+template<class Index>
+py::dict voronoiFromArrays(const CornerArray& simplices, const py::array_t<Index, py::array::c_style>& neighbors,
+	const PointArray& points)
+{
+	if(simplices.ndim() != 2 || simplices.shape(1) != 4 || neighbors.ndim() != 2 || neighbors.shape(1) != 4 ||
+		neighbors.shape(0) != simplices.shape(0))
+		throw py::value_error("simplices and neighbors must have the same shape (m, 4)");
+	if(points.ndim() != 2 || points.shape(1) != 3) throw py::value_error("points must have shape (n, 3)");
+	if(points.shape(0) > std::numeric_limits<int32_t>::max()) throw py::value_error("too many points for 32-bit indices");
+	const int64_t numCells(simplices.shape(0));
+	const int32_t numPoints(static_cast<int32_t>(points.shape(0)));
+	const int32_t* pCorners(simplices.data());
+	const Index* pNeighbors(neighbors.data());
+	DualArrays arrays;
+	bool bInRange(true);
+	{
+		py::gil_scoped_release noGil;
+		// Numbers out of range would send the circulation outside the
+		// arrays; the rest of a tetrahedralisation's structure is trusted.
+		for(int64_t j = 0; j < 4 * numCells; ++j)
+			bInRange &= pCorners[j] >= 0 && pCorners[j] < numPoints && pNeighbors[j] >= -1 && pNeighbors[j] < numCells;
+		if(bInRange) arrays.computeVoronoi(pCorners, pNeighbors, numCells, points.data(), numPoints);
+	}
+	if(!bInRange) throw py::value_error("simplices must name points, and neighbors cells or -1");
+	return arrays.take();
+}
+
 } // namespace
 
 void bindDual(py::module_& m)
 {
+	m.def("voronoi_arrays", &voronoiFromArrays<int32_t>, py::arg("simplices"), py::arg("neighbors"), py::arg("points"),
+		"Voronoi cells (dict of arrays) of the tetrahedralisation with these simplices, neighbors (int32) and points.");
+	m.def("voronoi_arrays", &voronoiFromArrays<int64_t>, py::arg("simplices"), py::arg("neighbors"), py::arg("points"),
+		"The same with int64 neighbors.");
 	m.def("csr_lists", &csrLists, py::arg("start"), py::arg("values"),
 		"The rows values[start[i]:start[i + 1]] as a list of lists of int.");
 }

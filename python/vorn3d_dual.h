@@ -25,6 +25,12 @@ public:
 	DualArrays& operator=(const DualArrays&) = delete;
 	/// Voronoi cells of every vertex (numPoints input indices).
 	void computeVoronoi(VORN3D::Vorn_3D& dt, int32_t numPoints);
+	/// Voronoi cells from the flat arrays of a tetrahedralisation: numCells
+	/// cells of 4 corners and 4 neighbours (int32 or int64), numPoints points
+	/// of 3 coordinates.
+	template<class Index>
+	void computeVoronoi(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
+		int32_t numPoints);
 	/// Hull facets of the mesh.
 	void computeHull(VORN3D::Vorn_3D& dt);
 	/// The convex hull of n points (3 doubles each), without a Triangulation:

@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <random>
 #include <set>
 #include <stdexcept>
@@ -118,15 +120,133 @@ TEST_P(Hull, FacetsAreOutwardAndTheFilterKeepsTheirVertices)
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Hull, ::testing::Values(0, 1, 2));
 
+// The flat entry points fed with cells in another order, each cell's corners
+// turned by an even permutation and int64 neighbours, none of which the
+// export from the mesh produces: the same diagram and hull, renamed.
+// Random points, and a lattice whose cospherical cells give open rings along
+// every hull edge.
+class FlatInput : public ::testing::TestWithParam<int>
+{
+};
+
+TEST_P(FlatInput, ShuffledCellsGiveTheMeshPathsResult)
+{
+	std::vector<Point3> v(vtest::randomPoints(1500, 5u));
+	if(GetParam() == 1)
+	{
+		v.clear();
+		for(int i = 0; i < 216; ++i) v.emplace_back(i / 36, i / 6 % 6, i % 6);
+	}
+	const int32_t n(static_cast<int32_t>(v.size()));
+	Mesh mesh(v);
+	Voronoi3 reference;
+	reference.compute(mesh.vCells, n);
+	ConvexHull3 referenceHull;
+	referenceHull.compute(mesh.vCells);
+
+	FlatCells3 flat;
+	flattenCells(mesh.vCells, flat);
+	const size_t m(mesh.vCells.size());
+	std::mt19937 rng(GetParam() + 1);
+	std::vector<int64_t> vMoved(m);
+	for(size_t k = 0; k < m; ++k) vMoved[k] = static_cast<int64_t>(k);
+	std::shuffle(vMoved.begin(), vMoved.end(), rng);
+	const int aEven[4][4] = {{0, 1, 2, 3}, {1, 2, 0, 3}, {2, 0, 1, 3}, {1, 0, 3, 2}};
+	std::vector<int32_t> vCorners(4 * m);
+	std::vector<int64_t> vNeighbors(4 * m);
+	for(size_t k = 0; k < m; ++k)
+	{
+		const int* aTurn(aEven[rng() % 4]);
+		for(int i = 0; i < 4; ++i)
+		{
+			const size_t from(4 * k + static_cast<size_t>(aTurn[i])), to(4 * static_cast<size_t>(vMoved[k]) + static_cast<size_t>(i));
+			vCorners[to] = flat.vCorners[from];
+			vNeighbors[to] = flat.vNeighbors[from] < 0 ? -1 : vMoved[static_cast<size_t>(flat.vNeighbors[from])];
+		}
+	}
+	Voronoi3 voronoi;
+	voronoi.compute(vCorners.data(), vNeighbors.data(), static_cast<int64_t>(m), flat.vXyz.data(), n);
+	ConvexHull3 hull;
+	hull.compute(vCorners.data(), vNeighbors.data(), static_cast<int64_t>(m), flat.vXyz.data());
+
+	const auto near = [](double a, double b) { return a == b || std::fabs(a - b) <= 1e-9 * std::max(1.0, std::fabs(a)); };
+	for(size_t k = 0; k < m; ++k)
+		for(int c = 0; c < 3; ++c) ASSERT_TRUE(near(reference.vVertices[3 * k + c], voronoi.vVertices[3 * vMoved[k] + c])) << k;
+	for(int32_t p = 0; p < n; ++p) EXPECT_TRUE(near(reference.vVolumes[p], voronoi.vVolumes[p])) << p;
+	// Ridges by their pair of points; a ring from either start, either way.
+	std::map<std::pair<int32_t, int32_t>, int64_t> ridgeOf;
+	for(int64_t r = 0; r < voronoi.numRidges(); ++r) ridgeOf[{voronoi.vRidgePoints[2 * r], voronoi.vRidgePoints[2 * r + 1]}] = r;
+	ASSERT_EQ(ridgeOf.size(), static_cast<size_t>(reference.numRidges()));
+	for(int64_t r = 0; r < reference.numRidges(); ++r)
+	{
+		const auto it(ridgeOf.find({reference.vRidgePoints[2 * r], reference.vRidgePoints[2 * r + 1]}));
+		ASSERT_TRUE(it != ridgeOf.end()) << r;
+		std::vector<int32_t> want, got(voronoi.vRidgeVertices.begin() + voronoi.vRidgeStart[it->second],
+			voronoi.vRidgeVertices.begin() + voronoi.vRidgeStart[it->second + 1]);
+		for(int64_t j = reference.vRidgeStart[r]; j < reference.vRidgeStart[r + 1]; ++j)
+		{
+			const int32_t vtx(reference.vRidgeVertices[j]);
+			want.push_back(vtx < 0 ? -1 : static_cast<int32_t>(vMoved[static_cast<size_t>(vtx)]));
+		}
+		ASSERT_EQ(want.size(), got.size()) << r;
+		if(want[0] == -1)
+		{
+			EXPECT_EQ(got[0], -1) << r;
+			// An open ring runs from one hull facet to the other, either way.
+			if(got[1] != want[1]) std::reverse(got.begin() + 1, got.end());
+		}
+		else
+		{
+			std::rotate(got.begin(), std::find(got.begin(), got.end(), want[0]), got.end());
+			if(got.size() > 2 && got[1] != want[1]) std::reverse(got.begin() + 1, got.end());
+		}
+		EXPECT_EQ(want, got) << r;
+		EXPECT_TRUE(near(reference.vRidgeAreas[r], voronoi.vRidgeAreas[it->second])) << r;
+	}
+	// Hull facets as triangles turned to start at their least corner (a
+	// flipped facet would not match), each with its neighbours across the
+	// edges opposite its corners, turned alike.
+	const auto facets = [](const ConvexHull3& h) {
+		const auto first = [&](int64_t f) {
+			const int32_t* t(&h.vFacets[3 * f]);
+			return static_cast<int>(std::min_element(t, t + 3) - t);
+		};
+		const auto key = [&](int64_t f) {
+			const int r(first(f));
+			return std::array<int32_t, 3>{h.vFacets[3 * f + r], h.vFacets[3 * f + (r + 1) % 3], h.vFacets[3 * f + (r + 2) % 3]};
+		};
+		std::set<std::array<std::array<int32_t, 3>, 4>> all;
+		for(int64_t f = 0; f < h.numFacets(); ++f)
+		{
+			const int r(first(f));
+			all.insert({key(f), key(h.vNeighbors[3 * f + r]), key(h.vNeighbors[3 * f + (r + 1) % 3]),
+				key(h.vNeighbors[3 * f + (r + 2) % 3])});
+		}
+		return all;
+	};
+	EXPECT_EQ(facets(referenceHull), facets(hull));
+	EXPECT_TRUE(near(referenceHull.volume, hull.volume) && near(referenceHull.area, hull.area));
+}
+
+INSTANTIATE_TEST_SUITE_P(Inputs, FlatInput, ::testing::Values(0, 1));
+
 TEST(CollectCells, KeepsAGivenNumberingAndRefusesABrokenOne)
 {
 	Mesh mesh(vtest::randomPoints(300, 3u));
+	Voronoi3 byPosition;
+	byPosition.compute(mesh.vCells, 300);
 	std::vector<Tet3*> vReversed(mesh.vCells.rbegin(), mesh.vCells.rend());
 	for(size_t k = 0; k < vReversed.size(); ++k) vReversed[k]->setCustomIndex(static_cast<int>(k));
 	std::vector<Tet3*> vKept;
 	collectCells(mesh.dt, vKept, false);
 	ASSERT_EQ(vKept.size(), vReversed.size());
 	for(const Tet3* pTet : vKept) EXPECT_TRUE(vReversed[static_cast<size_t>(pTet->getCustomIndex())] == pTet && !pTet->hasBeenVisited);
+	// The Voronoi vertices follow the kept numbers; the volumes do not depend on them.
+	Voronoi3 byNumber;
+	byNumber.compute(vKept, 300);
+	const size_t m(vKept.size());
+	for(size_t k = 0; k < 3 * m; ++k) EXPECT_EQ(byPosition.vVertices[k], byNumber.vVertices[3 * (m - 1 - k / 3) + k % 3]) << k;
+	for(int32_t p = 0; p < 300; ++p) EXPECT_EQ(byPosition.vVolumes[p], byNumber.vVolumes[p]) << p;
 	vReversed[0]->setCustomIndex(1);
 	EXPECT_THROW(collectCells(mesh.dt, vKept, false), std::invalid_argument);
 }

@@ -6,7 +6,7 @@ import functools
 
 import numpy as np
 
-from ._core import convex_hull, csr_lists
+from ._core import convex_hull, csr_lists, voronoi_arrays
 
 # Qhull lifts input points to a paraboloid whose top it puts 10% above the
 # highest lifted input point; scipy exposes that scaling, and so do we.
@@ -134,7 +134,8 @@ class Voronoi:
             raise ValueError("furthest_site=True is not offered: only the nearest-site diagram")
         self.delaunay = _delaunay(points)
         self.furthest_site = False
-        arrays = self.delaunay._mesh.dual("voronoi")
+        # From the arrays the Delaunay object holds: no walk through the mesh.
+        arrays = voronoi_arrays(self.delaunay.simplices, self.delaunay.neighbors, self.delaunay.points)
         self.vertices = arrays["vertices"]
         start, ridge_vertices = arrays["ridge_start"], arrays["ridge_vertices"]
         # An unbounded ridge with one finite vertex (a wedge along a hull

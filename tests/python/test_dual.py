@@ -9,6 +9,7 @@ import scipy.interpolate
 import scipy.spatial
 
 import vorn3d
+from vorn3d._core import voronoi_arrays
 
 RNG = np.random.default_rng(23)
 
@@ -66,6 +67,17 @@ def test_voronoi_matches_scipy(name):
             corners = peer.vertices[theirs]
             assert same_points(ours.vertices[mine], corners, 1e-9 * scale)
             assert ours.volumes[i] == pytest.approx(scipy.spatial.ConvexHull(corners).volume, rel=1e-9)
+
+
+def test_voronoi_arrays_take_int64_neighbors_and_refuse_bad_numbers():
+    d = vorn3d.Delaunay(GENERAL["uniform"])
+    small = voronoi_arrays(d.simplices, d.neighbors, d.points)
+    wide = voronoi_arrays(d.simplices, d.neighbors.astype(np.int64), d.points)
+    assert small.keys() == wide.keys() and all(np.array_equal(small[k], wide[k]) for k in small)
+    bad = d.neighbors.astype(np.int64)
+    bad[0, 0] = len(bad)
+    with pytest.raises(ValueError, match="simplices must name points, and neighbors cells or -1"):
+        voronoi_arrays(d.simplices, bad, d.points)
 
 
 @pytest.mark.parametrize("n", [60, 700])
