@@ -259,7 +259,6 @@ int64_t FlatWalk3::locate(const double* q, int64_t startCell)
 		}
 		from = cell;
 		cell = next;
-		++numStepsTotal;
 	}
 	const int64_t found(scan(q));
 	if(found >= 0) previous = found;

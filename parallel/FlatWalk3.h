@@ -19,7 +19,8 @@ namespace VORN3D {
 /// a, b, c (a, b, c counterclockwise seen from d's side), -1 on the
 /// negative side, 0 when the four points lie in one plane. Decided by a
 /// floating-point filter, exactly by expansion arithmetic when the filter
-/// cannot tell; finite input of magnitude below about 2^300 is required.
+/// cannot tell. Exact for finite coordinates unless an intermediate product
+/// overflows or underflows (coordinate differences beyond about 2^+-300).
 VORN3D_PARALLEL_API int exactOrientation(const double* a, const double* b, const double* c, const double* d);
 
 /// Locates points in a convex tetrahedralisation of the points pXyz: cells
@@ -40,16 +41,13 @@ public:
 	/// The number of a cell that contains the point pQuery (x, y, z): one of
 	/// those that hold it when it lies on a facet, edge or vertex; -1 when it
 	/// lies outside the convex hull, has a NaN or infinite coordinate, or the
-	/// mesh has no cell. The walk starts at the previous answer, at
-	/// startCell when there is none (or startCell is given, >= 0).
+	/// mesh has no cell. The walk starts at startCell when that names a cell,
+	/// otherwise where the previous walk ended (cell 0 at first).
 	int64_t locate(const double* pQuery, int64_t startCell = -1);
 
 	/// locate() for numQueries points (3 doubles each) in a row, each
 	/// starting where the previous one ended; the answers go to pCells.
 	void locate(const double* pQueries, int64_t numQueries, int64_t* pCells);
-
-	/// Steps taken by the walks so far (cells entered), for tuning.
-	int64_t numSteps() const { return numStepsTotal; }
 
 private:
 	int64_t neighbor(int64_t cell, int i) const
@@ -73,7 +71,6 @@ private:
 	const double* pXyz;
 	int64_t previous = -1;
 	uint64_t randomState = 0x9e3779b97f4a7c15ULL;
-	int64_t numStepsTotal = 0;
 };
 
 } // namespace VORN3D
