@@ -106,7 +106,8 @@ class Delaunay(DelaunayGeometry):
         ``perturb=False`` on degenerate input the ties may be broken
         differently. With ``incremental=True`` and ``workers != 1`` each
         ``add_points`` call tetrahedralises all points anew on as many
-        threads.
+        threads. Only the arrays are kept then: ``find_simplex`` walks
+        them, and ``Voronoi`` wants the points rather than such an object.
 
     Raises
     ------
