@@ -76,28 +76,21 @@ int scaleExpansion(const double* e, int n, double b, double* h)
 	return numOut;
 }
 
-/// h = e + f (n and m components, at most 192 together); returns the length
-/// of h (at most n + m, at least 1), zero components dropped. The two are
-/// merged by magnitude, then summed from the smallest component up, each
+/// h = e + f (n and m components, n + m >= 1); returns the length of h (at
+/// most n + m, at least 1), zero components dropped. The components of both
+/// are taken in increasing magnitude and summed from the smallest up, each
 /// step leaving its exact rounding error behind.
 int sumExpansions(const double* e, int n, const double* f, int m, double* h)
 {
-	double merged[192];
-	int i(0), j(0), k(0);
-	while(i < n && j < m) merged[k++] = std::fabs(e[i]) <= std::fabs(f[j]) ? e[i++] : f[j++];
-	while(i < n) merged[k++] = e[i++];
-	while(j < m) merged[k++] = f[j++];
+	int i(0), j(0);
+	const auto next = [&]() { return j >= m || (i < n && std::fabs(e[i]) <= std::fabs(f[j])) ? e[i++] : f[j++]; };
 	int numOut(0);
-	double q(merged[0]), low;
-	if(k > 1)
+	double q(next()), low;
+	for(int t = 1; t < n + m; ++t)
 	{
-		fastTwoSum(merged[1], q, q, low);
+		if(t == 1) fastTwoSum(next(), q, q, low);
+		else twoSum(q, next(), q, low);
 		if(low != 0.0) h[numOut++] = low;
-		for(int t = 2; t < k; ++t)
-		{
-			twoSum(q, merged[t], q, low);
-			if(low != 0.0) h[numOut++] = low;
-		}
 	}
 	if(q != 0.0 || numOut == 0) h[numOut++] = q;
 	return numOut;
