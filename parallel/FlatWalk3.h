@@ -11,6 +11,7 @@
 #include <vorn3d/ParallelDelaunay3.h>
 
 #include <cstdint>
+#include <vector>
 
 namespace VORN3D {
 
@@ -42,11 +43,12 @@ public:
 	/// those that hold it when it lies on a facet, edge or vertex; -1 when it
 	/// lies outside the convex hull, has a NaN or infinite coordinate, or the
 	/// mesh has no cell. The walk starts at startCell when that names a cell,
-	/// otherwise where the previous walk ended (cell 0 at first).
+	/// otherwise at the nearest (by centroid) of the cell where the previous
+	/// walk ended and a few cells spread over the mesh.
 	int64_t locate(const double* pQuery, int64_t startCell = -1);
 
-	/// locate() for numQueries points (3 doubles each) in a row, each
-	/// starting where the previous one ended; the answers go to pCells.
+	/// locate() for numQueries points (3 doubles each) in a row, so that
+	/// each may start where the previous one ended; the answers go to pCells.
 	void locate(const double* pQueries, int64_t numQueries, int64_t* pCells);
 
 private:
@@ -60,6 +62,11 @@ private:
 	int facetSide(int64_t cell, int i, const double* q) const;
 	/// True when every facet of the cell has q on its inner side or plane.
 	bool contains(int64_t cell, const double* q) const;
+	void centroid(int64_t cell, double* c) const;
+	/// Picks the cells that walks may start from (vStarts).
+	void chooseStarts();
+	/// The cell a walk to q starts from when none is given.
+	int64_t nearestStart(const double* q) const;
 	/// Every cell tested in turn: the answer when a walk runs too long,
 	/// which only a mesh that is not Delaunay can cause.
 	int64_t scan(const double* q) const;
@@ -71,6 +78,11 @@ private:
 	const double* pXyz;
 	int64_t previous = -1;
 	uint64_t randomState = 0x9e3779b97f4a7c15ULL;
+	/// Per start cell: its centroid (x, y, z) and its number.
+	std::vector<double> vStarts;
+	/// Squared distance from q within which the previous cell is started from
+	/// without looking at the others.
+	double closeEnough2 = 0.0;
 };
 
 } // namespace VORN3D
