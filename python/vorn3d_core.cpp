@@ -6,6 +6,8 @@
 // that a located cell is a simplex number in O(1). The package's __init__.py
 // converts and checks the input and derives the other members from the
 // arrays made here.
+#include <vorn3d/FlatWalk3.h>
+#include <vorn3d/ParallelDelaunay3.h>
 #include <vorn3d/Vorn_3D.h>
 
 #include "vorn3d_dual.h"
@@ -270,6 +272,83 @@ private:
 	std::vector<Tet3*> vWideCells;
 };
 
+/// Tetrahedralises (n, 3) points on `workers` threads (all hardware threads
+/// when 0) and returns (representative, simplices, neighbors) as
+/// Triangulation::insert does for its first call; no object stays behind.
+py::tuple buildParallelArrays(const PointArray& points, int workers, bool bVerbose, bool bPerturb)
+{
+	requireRows(points, "points");
+	const int64_t n(static_cast<int64_t>(points.shape(0)));
+	if(n > std::numeric_limits<int32_t>::max()) throw py::value_error("too many points for 32-bit indices");
+	FlatMesh3 mesh;
+	callLibrary(bVerbose, [&] { buildParallel(points.data(), n, workers, bPerturb, mesh); });
+	const int64_t numCells(mesh.numCells());
+	py::array neighbors(withIndexType(numCells - 1, [&](auto* pType) {
+		using Index = std::remove_pointer_t<decltype(pType)>;
+		if constexpr(std::is_same_v<Index, int64_t>) return toNumpy(std::move(mesh.vNeighbors), {numCells, 4});
+		else
+		{
+			std::vector<Index> vNarrow;
+			{
+				py::gil_scoped_release noGil;
+				vNarrow.assign(mesh.vNeighbors.begin(), mesh.vNeighbors.end());
+				std::vector<int64_t>().swap(mesh.vNeighbors);
+			}
+			return toNumpy(std::move(vNarrow), {numCells, 4});
+		}
+	}));
+	return py::make_tuple(toNumpy(std::move(mesh.vRepresentative), {static_cast<py::ssize_t>(n)}),
+		toNumpy(std::move(mesh.vCorners), {numCells, 4}), neighbors);
+}
+
+/// For each (n, 3) query row the number of a cell of the mesh given by
+/// points, simplices and neighbors (as build_parallel returns them) that
+/// contains it, -1 outside the convex hull and for non-finite queries; int64
+/// when neighbors is. The arrays are checked first, as the caller may have
+/// written into them.
+py::array findSimplexFlat(const PointArray& points, const py::array_t<int32_t, py::array::c_style | py::array::forcecast>& simplices,
+	const py::array& neighbors, const PointArray& queries)
+{
+	requireRows(points, "points");
+	requireRows(queries, "xi");
+	const bool bWide(neighbors.dtype().is(py::dtype::of<int64_t>()));
+	using Wide = py::array_t<int64_t, py::array::c_style | py::array::forcecast>;
+	using Narrow = py::array_t<int32_t, py::array::c_style | py::array::forcecast>;
+	// Exactly one of these holds the neighbours.
+	const Wide wide(bWide ? Wide::ensure(neighbors) : Wide());
+	const Narrow narrow(bWide ? Narrow() : Narrow::ensure(neighbors));
+	const py::array& held(bWide ? static_cast<const py::array&>(wide) : static_cast<const py::array&>(narrow));
+	if(!held || simplices.ndim() != 2 || simplices.shape(1) != 4 || held.ndim() != 2 || held.shape(1) != 4 ||
+		held.shape(0) != simplices.shape(0))
+		throw py::value_error("simplices and neighbors must have one shape (m, 4)");
+	const int64_t numCells(static_cast<int64_t>(simplices.shape(0)));
+	const int64_t numPoints(static_cast<int64_t>(points.shape(0)));
+	const int32_t* pCorners(simplices.data());
+	bool bValid(true);
+	{
+		py::gil_scoped_release noGil;
+		for(int64_t k = 0; k < 4 * numCells; ++k)
+		{
+			const int64_t across(bWide ? wide.data()[k] : narrow.data()[k]);
+			bValid = bValid && pCorners[k] >= 0 && pCorners[k] < numPoints && across >= -1 && across < numCells;
+		}
+	}
+	if(!bValid) throw py::value_error("simplices or neighbors hold an index out of range");
+	const size_t n(static_cast<size_t>(queries.shape(0)));
+	const double* xyz(queries.data());
+	return withIndexType(bWide ? std::numeric_limits<int64_t>::max() : 0, [&](auto* pType) {
+		using Index = std::remove_pointer_t<decltype(pType)>;
+		std::vector<Index> vResult(n);
+		{
+			py::gil_scoped_release noGil;
+			FlatWalk3 walk(bWide ? FlatWalk3(pCorners, wide.data(), numCells, points.data())
+				: FlatWalk3(pCorners, narrow.data(), numCells, points.data()));
+			for(size_t i = 0; i < n; ++i) vResult[i] = static_cast<Index>(walk.locate(xyz + 3 * i));
+		}
+		return toNumpy(std::move(vResult), {static_cast<py::ssize_t>(n)});
+	});
+}
+
 /// The edges of a mesh as compressed rows: the vertices joined to vertex v
 /// by an edge are indices[indptr[v]:indptr[v + 1]], in increasing order.
 /// Each array is int32 when its values fit, int64 otherwise.
@@ -367,6 +446,10 @@ PYBIND11_MODULE(_core, m)
 			"Cell number of each (n, 3) query row, -1 outside the hull.")
 		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.")
 		.def("dual", &Triangulation::dual, py::arg("what"), "Voronoi cells or convex hull as a dict of arrays.");
+	m.def("build_parallel", &buildParallelArrays, py::arg("points"), py::arg("workers"), py::arg("verbose"),
+		py::arg("perturb"), "Tetrahedralises (n, 3) points on several threads; returns (representative, simplices, neighbors).");
+	m.def("find_simplex_flat", &findSimplexFlat, py::arg("points"), py::arg("simplices"), py::arg("neighbors"),
+		py::arg("xi"), "Cell number of each (n, 3) query row in the given mesh, -1 outside the hull.");
 	m.def("convex_hull", &convexHull, py::arg("points"), "Convex hull of (n, 3) points as a dict of arrays.");
 	vorn3d_python::bindDual(m);
 	m.def("vertex_neighbors", &vertexNeighbors, py::arg("simplices"), py::arg("npoints"),

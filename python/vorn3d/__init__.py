@@ -5,11 +5,12 @@ members of ``scipy.spatial.Delaunay`` that it offers, and decides every
 orientation and insphere test exactly for the given double coordinates.
 """
 import functools
+import operator
 import warnings
 
 import numpy as np
 
-from ._core import DelaunayError, Triangulation, __version__, vertex_neighbors
+from ._core import DelaunayError, Triangulation, __version__, build_parallel, find_simplex_flat, vertex_neighbors
 from ._dual import DelaunayGeometry
 
 DelaunayError.__module__ = __name__
@@ -43,6 +44,38 @@ def _as_points(values):
     return _as_coordinates(values, "points", rows_only=True)
 
 
+def _as_workers(workers):
+    """workers as the library's thread count (0: every hardware thread);
+    ValueError unless it is a positive integer or -1."""
+    try:
+        count = operator.index(workers)
+    except TypeError:
+        count = 0
+    if count < 1 and count != -1:
+        raise ValueError(f"workers must be a positive integer or -1 (every core), got {workers!r}")
+    return max(count, 0)
+
+
+class _FlatMesh:
+    """Stands where a Triangulation stands for a mesh built on several
+    threads: only its arrays exist, and points are located by a walk
+    through them."""
+
+    def __init__(self, points, simplices, neighbors):
+        self._arrays = (points, simplices, neighbors)
+
+    @property
+    def is_3d(self):
+        return len(self._arrays[1]) > 0
+
+    def find_simplex(self, queries):
+        return find_simplex_flat(*self._arrays, queries)
+
+    def dual(self, what):
+        raise NotImplementedError(
+            f"the {what} of a Delaunay built with workers != 1 is not offered; pass the points instead")
+
+
 class Delaunay(DelaunayGeometry):
     """Delaunay tetrahedralisation of 3D points, computed exactly.
 
@@ -66,12 +99,22 @@ class Delaunay(DelaunayGeometry):
         calls, and equal those of CGAL's Delaunay_triangulation_3. With
         ``False`` a point exactly on a circumsphere counts as outside and
         the points inserted first decide; the mesh is Delaunay either way.
+    workers : int
+        Threads that build the tetrahedralisation: 1 (the default) builds
+        it in one object, -1 uses every core (scipy's convention). Any
+        count gives the same cells (numbered in another order); with
+        ``perturb=False`` on degenerate input the ties may be broken
+        differently. With ``incremental=True`` and ``workers != 1`` each
+        ``add_points`` call tetrahedralises all points anew on as many
+        threads. Only the arrays are kept then: ``find_simplex`` walks
+        them, and ``Voronoi`` wants the points rather than such an object.
 
     Raises
     ------
     ValueError
         ``points`` cannot be converted to an (n, 3) float64 array, or holds
-        a NaN or infinite coordinate (the message names the input point).
+        a NaN or infinite coordinate (the message names the input point);
+        ``workers`` is neither a positive integer nor -1.
     DelaunayError
         A ``RuntimeError`` subclass, as scipy raises ``QhullError``: fewer
         than four points, or all points in one plane, so that no
@@ -84,8 +127,9 @@ class Delaunay(DelaunayGeometry):
     released while points are inserted and located.
     """
 
-    def __init__(self, points, incremental=False, verbose=False, perturb=True):
+    def __init__(self, points, incremental=False, verbose=False, perturb=True, workers=1):
         points = _as_points(points)
+        self._threads = _as_workers(workers)
         self._verbose = bool(verbose)
         self._perturb = bool(perturb)
         self._incremental = bool(incremental)
@@ -97,10 +141,28 @@ class Delaunay(DelaunayGeometry):
             raise DelaunayError(f"all {len(points)} points lie in one plane: no tetrahedron exists")
 
     def _start(self, points):
+        if self._threads != 1:
+            self._build_flat(points)
+            return
         self._add(Triangulation(self._verbose, self._perturb), np.empty((0, 3)), np.empty(0, dtype=np.int32), points)
 
     def _insert(self, points):
+        if self._threads != 1:
+            if not np.isfinite(points).all():
+                # Let the library reject the new points alone, so that its
+                # message counts them from 0 as for one object.
+                build_parallel(points, 1, False, self._perturb)
+            self._build_flat(np.concatenate([self._points, points]))
+            return
         self._add(self._mesh, self._points, self._representative, points)
+
+    def _build_flat(self, points):
+        representative, simplices, neighbors = build_parallel(points, self._threads, self._verbose, self._perturb)
+        self._mesh = _FlatMesh(points, simplices, neighbors)
+        self._simplices, self._neighbors, self._points, self._representative = (
+            simplices, neighbors, points, representative)
+        for name in _DERIVED:
+            self.__dict__.pop(name, None)
 
     def _add(self, mesh, old_points, old_representative, points):
         # The library rejects bad input whole, before any change: keep the
@@ -196,7 +258,8 @@ class Delaunay(DelaunayGeometry):
     def add_points(self, points, restart=False):
         """Inserts more points (only with ``incremental=True``, before
         ``close``). They are numbered after the existing ones, and every
-        member is updated; ``restart=True`` tetrahedralises all points anew.
+        member is updated; ``restart=True`` tetrahedralises all points anew,
+        as every call does when ``workers != 1``.
         A NaN or infinite coordinate raises ValueError and leaves the
         triangulation as it was."""
         if not self._incremental:

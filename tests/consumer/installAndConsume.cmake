@@ -35,6 +35,7 @@ runStep("install" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 foreach(expected
     ${INCLUDEDIR}/vorn3d/Vorn_3D.h ${INCLUDEDIR}/vorn3d/Point3.h ${INCLUDEDIR}/vorn3d/Tet3.h
     ${INCLUDEDIR}/vorn3d/Ball3.h ${INCLUDEDIR}/vorn3d/Triangle3.h ${INCLUDEDIR}/vorn3d/VornException.h
+    ${INCLUDEDIR}/vorn3d/ParallelDelaunay3.h ${INCLUDEDIR}/vorn3d/FlatWalk3.h ${LIBDIR}/libvorn3d_parallel.so
     ${LIBDIR}/libvorn3d.so ${LIBDIR}/cmake/Vorn3D/Vorn3DConfig.cmake
     ${LIBDIR}/cmake/Vorn3D/Vorn3DConfigVersion.cmake ${LIBDIR}/pkgconfig/vorn3d.pc)
   if(NOT EXISTS ${prefix}/${expected})
@@ -70,7 +71,7 @@ endforeach()
 if(PYTHON)
   set(ENV{PYTHONPATH} ${prefix}/${PYTHON_DIR})
   runStep("importing the installed Python package" ${PYTHON} -c
-    "import numpy, vorn3d\nd = vorn3d.Delaunay(numpy.loadtxt('${pointsFile}'))\nprint(vorn3d.__file__, d.nsimplex)")
+    "import numpy, vorn3d\np = numpy.loadtxt('${pointsFile}')\nd, e = vorn3d.Delaunay(p), vorn3d.Delaunay(p, workers=2)\nassert (e.find_simplex(p) >= 0).all() and e.nsimplex == d.nsimplex\nprint(vorn3d.__file__, d.nsimplex)")
   if(NOT stepOutput MATCHES "^${prefix}/")
     message(FATAL_ERROR "the Python package was not taken from the prefix:\n${stepOutput}")
   endif()

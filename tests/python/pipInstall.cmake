@@ -18,5 +18,6 @@ endfunction()
 run(${WORK_DIR}/src ${PYTHON} -m venv --system-site-packages .venv)
 run(${WORK_DIR}/src .venv/bin/pip install --no-build-isolation .)
 run(${WORK_DIR} src/.venv/bin/python -c
-  "import vorn3d; assert vorn3d.__file__.startswith('${WORK_DIR}/src/.venv/'), vorn3d.__file__")
+  "import vorn3d; assert vorn3d.__file__.startswith('${WORK_DIR}/src/.venv/'), vorn3d.__file__
+assert vorn3d.Delaunay([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1], [1, 1, 1]], workers=2).nsimplex == 2")
 run(${WORK_DIR} src/.venv/bin/python ${SOURCE_DIR}/examples/python/delaunay_demo.py)

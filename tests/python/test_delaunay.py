@@ -70,10 +70,11 @@ def test_same_cells_and_locations_as_scipy(name):
     assert (np.sort(ours.simplices[found[inside]], axis=1) == np.sort(peer.simplices[expected[inside]], axis=1)).all()
 
 
+@pytest.mark.parametrize("workers", [1, 4])
 @pytest.mark.parametrize("name", list(GENERAL) + list(DEGENERATE))
-def test_members_match_their_definitions(name):
+def test_members_match_their_definitions(name, workers):
     pts = {**GENERAL, **DEGENERATE}[name]
-    d = vorn3d.Delaunay(pts)
+    d = vorn3d.Delaunay(pts, workers=workers)
     s, nb = d.simplices, d.neighbors
     assert d.points.dtype == np.float64 and (d.points == pts).all() and d.npoints == len(pts) and d.ndim == 3
     assert s.dtype == nb.dtype == np.int32 and s.shape == nb.shape == (d.nsimplex, 4)
@@ -130,10 +131,11 @@ def test_members_match_their_definitions(name):
     assert (pts[s[found]] == pts[:, None, :]).all(axis=2).any(axis=1).all()
 
 
-def test_incremental_insertion_numbers_points_after_the_earlier_ones():
+@pytest.mark.parametrize("workers", [1, 3])
+def test_incremental_insertion_numbers_points_after_the_earlier_ones(workers):
     a = RNG.random((300, 3))
     b = np.concatenate([RNG.random((200, 3)), a[[5, 7, 5]]])
-    d = vorn3d.Delaunay(a, incremental=True)
+    d = vorn3d.Delaunay(a, incremental=True, workers=workers)
     d.add_points(b)
     whole = np.concatenate([a, b])
     assert d.npoints == 503 and (d.points == whole).all()
@@ -174,10 +176,42 @@ SQUARE = [[0, 0, 0], [1, 0, 0], [0, 1, 0], [1, 1, 0], [0, 0, 1]]
     ([[t, 2 * t, 3 * t] for t in range(9)], vorn3d.DelaunayError, "all 9 points lie in one plane"),
     ([SQUARE[4]] * 6, vorn3d.DelaunayError, "all 6 points lie in one plane"),
 ])
-def test_bad_input_raises_a_clear_error_and_prints_nothing(points, error, text, capfd):
+@pytest.mark.parametrize("workers", [1, 4])
+def test_bad_input_raises_a_clear_error_and_prints_nothing(points, error, text, workers, capfd):
     with pytest.raises(error, match=text):
-        vorn3d.Delaunay(points)
+        vorn3d.Delaunay(points, workers=workers)
     assert capfd.readouterr().out == ""
+
+
+@pytest.mark.parametrize("workers", [0, -2, 2.5, "4", None])
+def test_workers_must_be_a_positive_integer_or_minus_one(workers):
+    with pytest.raises(ValueError, match="workers must be a positive integer or -1"):
+        vorn3d.Delaunay(SQUARE, workers=workers)
+
+
+@pytest.mark.parametrize("workers", [4, -1])
+@pytest.mark.parametrize("name", list(GENERAL) + list(DEGENERATE))
+def test_workers_give_the_mesh_of_one_object(name, workers):
+    pts = {**GENERAL, **DEGENERATE}[name]
+    one, many = vorn3d.Delaunay(pts), vorn3d.Delaunay(pts, workers=workers)
+    # perm maps the cell numbers of many to those of one.
+    number = {frozenset(c): k for k, c in enumerate(one.simplices)}
+    perm = np.array([number[frozenset(c)] for c in many.simplices])
+    assert many.nsimplex == one.nsimplex and len(set(perm)) == one.nsimplex
+    # Neighbour i lies across the facet without corner i, in both numberings.
+    corner = (one.simplices[perm][:, None, :] == many.simplices[:, :, None]).argmax(axis=2)
+    across = np.take_along_axis(one.neighbors[perm], corner, axis=1)
+    assert (np.where(many.neighbors >= 0, perm[many.neighbors], -1) == across).all()
+    assert cell_sets(many.convex_hull) == cell_sets(one.convex_hull)
+    assert [a.tolist() for a in many.vertex_neighbor_vertices] == [a.tolist() for a in one.vertex_neighbor_vertices]
+    assert (many.coplanar[:, [0, 2]] == one.coplanar[:, [0, 2]]).all()
+    assert np.allclose(many.equations, one.equations[perm], rtol=0, atol=1e-9)
+    # Random queries lie strictly inside a cell (or outside): the same cell.
+    lo, hi = pts.min(axis=0), pts.max(axis=0)
+    xi = lo - 0.2 * (hi - lo) + RNG.random((2000, 3)) * 1.4 * (hi - lo)
+    found, expected = many.find_simplex(xi), one.find_simplex(xi)
+    assert found.dtype == np.int32 and (found == -1).any() and (found >= 0).any()
+    assert (np.where(found >= 0, perm[found], -1) == expected).all()
 
 
 def test_find_simplex_bad_queries():
@@ -197,14 +231,15 @@ def test_errors_are_runtime_errors_and_output_is_silenced_unless_verbose(capfd):
     assert "numPoints=5" in capfd.readouterr().out
 
 
-def test_index_arrays_widen_to_int64_when_their_values_do_not_fit_int32():
+@pytest.mark.parametrize("workers", [1, 2])
+def test_index_arrays_widen_to_int64_when_their_values_do_not_fit_int32(workers):
     pts = with_duplicates(RNG.random((200, 3)), 10)
     xi = RNG.random((60, 3)) * 1.2 - 0.1
     narrow = vorn3d.Delaunay(pts)
     # Below the number of cells and of edge ends, above the point numbers.
     vorn3d._core._set_int32_limit(1000)
     try:
-        wide = vorn3d.Delaunay(pts)
+        wide = vorn3d.Delaunay(pts, workers=workers)
         found = wide.find_simplex(xi)
         indptr, indices = wide.vertex_neighbor_vertices
         v2s, cop = wide.vertex_to_simplex, wide.coplanar
