@@ -243,19 +243,6 @@ public:
 
 	bool is3D() const { return pDt->is3D(); }
 
-	/// The Voronoi cells ("voronoi") or the convex hull ("hull") of the
-	/// vertices, as a dict of arrays; Voronoi vertex k is the circumcentre of
-	/// simplex k.
-	py::dict dual(const std::string& what)
-	{
-		vorn3d_python::DualArrays arrays;
-		callLibrary(bVerbose, [&] {
-			if(what == "voronoi") arrays.computeVoronoi(*pDt, numPoints);
-			else arrays.computeHull(*pDt);
-		});
-		return arrays.take();
-	}
-
 private:
 	/// The number of a cell of the current mesh, -1 for none.
 	int64_t cellNumber(const Tet3* pTet) const
@@ -444,8 +431,8 @@ PYBIND11_MODULE(_core, m)
 			"Inserts (n, 3) points; returns (representative, simplices, neighbors).")
 		.def("find_simplex", &Triangulation::findSimplex, py::arg("xi"),
 			"Cell number of each (n, 3) query row, -1 outside the hull.")
-		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.")
-		.def("dual", &Triangulation::dual, py::arg("what"), "Voronoi cells or convex hull as a dict of arrays.");
+		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.");
+
 	m.def("build_parallel", &buildParallelArrays, py::arg("points"), py::arg("workers"), py::arg("verbose"),
 		py::arg("perturb"), "Tetrahedralises (n, 3) points on several threads; returns (representative, simplices, neighbors).");
 	m.def("find_simplex_flat", &findSimplexFlat, py::arg("points"), py::arg("simplices"), py::arg("neighbors"),

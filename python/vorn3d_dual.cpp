@@ -54,28 +54,12 @@ DualArrays::~DualArrays()
 	delete pData;
 }
 
-void DualArrays::computeVoronoi(Vorn_3D& dt, int32_t numPoints)
-{
-	std::vector<Tet3*> vCells;
-	collectCells(dt, vCells, false);
-	pData->pVoronoi.reset(new Voronoi3);
-	pData->pVoronoi->compute(vCells, numPoints);
-}
-
 template<class Index>
 void DualArrays::computeVoronoi(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
 	int32_t numPoints)
 {
 	pData->pVoronoi.reset(new Voronoi3);
 	pData->pVoronoi->compute(pCorners, pNeighbors, numCells, pXyz, numPoints);
-}
-
-void DualArrays::computeHull(Vorn_3D& dt)
-{
-	std::vector<Tet3*> vCells;
-	collectCells(dt, vCells, false);
-	pData->pHull.reset(new ConvexHull3);
-	pData->pHull->compute(vCells);
 }
 
 void DualArrays::computeConvexHull(const double* points, int64_t n)

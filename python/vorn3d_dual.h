@@ -23,16 +23,12 @@ public:
 	~DualArrays();
 	DualArrays(const DualArrays&) = delete;
 	DualArrays& operator=(const DualArrays&) = delete;
-	/// Voronoi cells of every vertex (numPoints input indices).
-	void computeVoronoi(VORN3D::Vorn_3D& dt, int32_t numPoints);
 	/// Voronoi cells from the flat arrays of a tetrahedralisation: numCells
 	/// cells of 4 corners and 4 neighbours (int32 or int64), numPoints points
 	/// of 3 coordinates.
 	template<class Index>
 	void computeVoronoi(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
 		int32_t numPoints);
-	/// Hull facets of the mesh.
-	void computeHull(VORN3D::Vorn_3D& dt);
 	/// The convex hull of n points (3 doubles each), without a Triangulation:
 	/// the points that may be hull vertices (hullCandidates) go into a
 	/// Vorn_3D of its own. Facets name input positions; a point equal to an

@@ -71,10 +71,6 @@ class _FlatMesh:
     def find_simplex(self, queries):
         return find_simplex_flat(*self._arrays, queries)
 
-    def dual(self, what):
-        raise NotImplementedError(
-            f"the {what} of a Delaunay built with workers != 1 is not offered; pass the points instead")
-
 
 class Delaunay(DelaunayGeometry):
     """Delaunay tetrahedralisation of 3D points, computed exactly.
@@ -106,8 +102,8 @@ class Delaunay(DelaunayGeometry):
         ``perturb=False`` on degenerate input the ties may be broken
         differently. With ``incremental=True`` and ``workers != 1`` each
         ``add_points`` call tetrahedralises all points anew on as many
-        threads. Only the arrays are kept then: ``find_simplex`` walks
-        them, and ``Voronoi`` wants the points rather than such an object.
+        threads. Only the arrays are kept then, and ``find_simplex`` walks
+        them.
 
     Raises
     ------

@@ -91,10 +91,10 @@ class DelaunayGeometry:
         return self.equations[:, :4] @ lifted + self.equations[:, 4]
 
 
-def _delaunay(points):
+def _delaunay(points, workers):
     from . import Delaunay
 
-    return points if isinstance(points, Delaunay) else Delaunay(points)
+    return points if isinstance(points, Delaunay) else Delaunay(points, workers=workers)
 
 
 class Voronoi:
@@ -110,6 +110,9 @@ class Voronoi:
         Coordinates, converted to float64.
     furthest_site : bool
         Only False (the nearest-site diagram) is offered.
+    workers : int
+        Threads of the tetrahedralisation, as for ``vorn3d.Delaunay`` (the
+        cells, faces and volumes are the same for every count).
 
     Raises
     ------
@@ -129,10 +132,10 @@ class Voronoi:
     ``regions`` are built as lists on first use.
     """
 
-    def __init__(self, points, furthest_site=False):
+    def __init__(self, points, furthest_site=False, workers=1):
         if furthest_site:
             raise ValueError("furthest_site=True is not offered: only the nearest-site diagram")
-        self.delaunay = _delaunay(points)
+        self.delaunay = _delaunay(points, workers)
         self.furthest_site = False
         # From the arrays the Delaunay object holds: no walk through the mesh.
         arrays = voronoi_arrays(self.delaunay.simplices, self.delaunay.neighbors, self.delaunay.points)
@@ -217,6 +220,9 @@ class ConvexHull:
     Parameters
     ----------
     points : array_like, shape (npoints, 3)
+    workers : int
+        Accepted as by ``vorn3d.Delaunay`` (and checked the same way); the
+        hull is built on one thread, from the points the filter keeps.
 
     Raises
     ------
@@ -231,9 +237,10 @@ class ConvexHull:
     duplicate of a hull vertex is listed in ``coplanar``.
     """
 
-    def __init__(self, points):
-        from . import Delaunay, _as_points
+    def __init__(self, points, workers=1):
+        from . import Delaunay, _as_points, _as_workers
 
+        _as_workers(workers)
         points = _as_points(points)
         if not np.isfinite(points).all() or len(points) < 4:
             Delaunay(points)  # raises the same error as the tetrahedralisation
@@ -297,9 +304,12 @@ class LinearNDInterpolator:
     rescale : bool
         Triangulate the points shifted to their mean and scaled to unit
         extent per axis (the queries likewise).
+    workers : int
+        Threads of the tetrahedralisation of the points, as for
+        ``vorn3d.Delaunay`` (unused when a Delaunay is given).
     """
 
-    def __init__(self, points, values, fill_value=np.nan, rescale=False):
+    def __init__(self, points, values, fill_value=np.nan, rescale=False, workers=1):
         from . import Delaunay
 
         if isinstance(points, Delaunay):
@@ -316,7 +326,7 @@ class LinearNDInterpolator:
                 self._offset = raw.mean(axis=0)
                 span = np.ptp(raw, axis=0)
                 self._scale = np.where(span > 0, span, 1.0)
-            self.tri = Delaunay((raw - self._offset) / self._scale)
+            self.tri = Delaunay((raw - self._offset) / self._scale, workers=workers)
         self.points = self.tri.points * self._scale + self._offset if rescale else self.tri.points
         values = np.asarray(values)
         if values.shape[:1] != (self.tri.npoints,):

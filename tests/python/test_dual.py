@@ -208,3 +208,21 @@ def test_bad_input_raises_as_delaunay(name, make):
     with pytest.raises(type(expected.value)) as got:
         make(BAD[name])
     assert str(got.value) == str(expected.value)
+
+
+def test_workers_give_the_same_dual():
+    """Built on 3 threads (regions of 1000 points each), the cells come in
+    another order: the faces, areas, volumes and interpolated values stay."""
+    pts = RNG.random((3000, 3))
+    one, three = vorn3d.Voronoi(pts), vorn3d.Voronoi(pts, workers=3)
+    assert not np.array_equal(one.delaunay.simplices, three.delaunay.simplices)
+    faces = [dict(zip(map(tuple, np.sort(v.ridge_points, axis=1).tolist()), v.ridge_areas)) for v in (one, three)]
+    assert faces[0].keys() == faces[1].keys()
+    assert np.allclose([faces[1][k] for k in faces[0]], list(faces[0].values()), rtol=1e-12)
+    assert np.allclose(one.volumes, three.volumes, rtol=1e-12) and (np.isinf(one.volumes) == np.isinf(three.volumes)).all()
+    xi = RNG.random((500, 3))
+    values = np.sin(pts).sum(axis=1)
+    assert np.allclose(vorn3d.LinearNDInterpolator(pts, values, workers=2)(xi), vorn3d.LinearNDInterpolator(pts, values)(xi),
+                       rtol=1e-12, atol=1e-12, equal_nan=True)
+    with pytest.raises(ValueError, match="workers must be"):
+        vorn3d.ConvexHull(pts, workers=0)
