@@ -82,6 +82,9 @@ public:
 	/// Number of cells whose circumsphere could not be bounded in floating
 	/// point (their queries went to every process, for all points).
 	long numUnboundedCells() const { return numUnbounded; }
+	/// Whether the points that triangulateOwn got span no tetrahedron (then
+	/// the cells around them have huge spheres, and the rounds fetch much).
+	bool ownPointsFlat() const { return bOwnFlat; }
 	/// Call after reportedCells: every cell of the local mesh; the ones
 	/// reported here carry this process's rank in their custom index.
 	const std::vector<VORN3D::Tet3*>& localCells() const { return vCells; }
@@ -194,6 +197,7 @@ private:
 	// reported elsewhere.
 	std::vector<VORN3D::Tet3*> vBorderTets;
 	long numUnbounded;
+	bool bOwnFlat = false;
 };
 
 /// The fallback: all distinct points (records of ownPoints) gathered on rank 0

@@ -5,6 +5,11 @@
 #include <vorn3d/Vorn_3D.h>
 
 #include <algorithm>
+#if defined(VORN3D_PARALLEL_PHASES)
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#endif
 #include <cmath>
 #include <exception>
 #include <limits>
@@ -22,6 +27,44 @@ namespace VORN3D {
 
 namespace {
 
+#if defined(VORN3D_PARALLEL_PHASES)
+/// A profiling build (-DVORN3D_PARALLEL_PHASES) prints the wall and thread
+/// processor seconds of each phase to standard error, per region (-1: the
+/// one-object path).
+class PhaseClock
+{
+public:
+	explicit PhaseClock(int rank_): rank(rank_), wall(std::chrono::steady_clock::now()), cpu(cpuNow()) {}
+	void end(const char* name)
+	{
+		const auto now(std::chrono::steady_clock::now());
+		const double cpuAtEnd(cpuNow());
+		std::fprintf(stderr, "  region %d %-12s wall %.3f cpu %.3f\n", rank, name, std::chrono::duration<double>(now - wall).count(),
+			cpuAtEnd - cpu);
+		wall = now;
+		cpu = cpuAtEnd;
+	}
+
+private:
+	static double cpuNow()
+	{
+		timespec ts;
+		clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+		return static_cast<double>(ts.tv_sec) + 1e-9 * static_cast<double>(ts.tv_nsec);
+	}
+	int rank;
+	std::chrono::steady_clock::time_point wall;
+	double cpu;
+};
+#else
+class PhaseClock
+{
+public:
+	explicit PhaseClock(int) {}
+	void end(const char*) {}
+};
+#endif
+
 /// One Vorn_3D over all points, exported to mesh: the result every split
 /// must reproduce, and the path for inputs too small to share.
 void buildInOneObject(const double* pXyz, int64_t numPoints, bool bPerturb, FlatMesh3& mesh)
@@ -34,9 +77,12 @@ void buildInOneObject(const double* pXyz, int64_t numPoints, bool bPerturb, Flat
 	dt.setVerbosity(false);
 	dt.setPerturbation(bPerturb);
 	std::vector<Point3*> vHandles;
+	PhaseClock phases(-1);
 	dt.insert(vPoints, vHandles);
+	phases.end("insert");
 
 	mesh.numPoints = numPoints;
+	vorn3dregions::reserveResident(mesh.vRepresentative, n);
 	mesh.vRepresentative.resize(n);
 	for(size_t i = 0; i < n; ++i)
 	{
@@ -51,8 +97,12 @@ void buildInOneObject(const double* pXyz, int64_t numPoints, bool bPerturb, Flat
 	if(numCells > static_cast<size_t>(std::numeric_limits<int>::max()))
 		throw VornException("buildParallel: more cells than one object can number");
 	for(size_t k = 0; k < numCells; ++k) vTets[k]->setCustomIndex(static_cast<int>(k));
+	phases.end("cells");
+	vorn3dregions::reserveResident(mesh.vCorners, 4 * numCells);
+	vorn3dregions::reserveResident(mesh.vNeighbors, 4 * numCells);
 	mesh.vCorners.resize(4 * numCells);
 	mesh.vNeighbors.resize(4 * numCells);
+	phases.end("resize");
 	for(size_t k = 0; k < numCells; ++k)
 	{
 		for(int i = 0; i < 4; ++i)
@@ -62,6 +112,7 @@ void buildInOneObject(const double* pXyz, int64_t numPoints, bool bPerturb, Flat
 			mesh.vNeighbors[4 * k + static_cast<size_t>(i)] = pOpp == nullptr ? -1 : pOpp->getCustomIndex();
 		}
 	}
+	phases.end("export");
 }
 
 
@@ -127,14 +178,16 @@ struct Build
 	std::unique_ptr<SplitTree> pTree;
 	/// Per region and matching thread: the open facets of the region's cells.
 	std::vector<std::vector<std::vector<OpenFacet>>> vFacets;
-	/// Set when the regions disagree (degenerate input without perturbation).
-	bool bDisagree = false;
+	/// Set when the regions disagree (degenerate input without perturbation)
+	/// or fetch too much from each other: the one-object path takes over.
+	bool bGiveUp = false;
 	std::vector<std::exception_ptr> vErrors;
 };
 
 /// One region's part of the build, on its own thread.
 void buildRegion(Build& build, int rank)
 {
+	PhaseClock phases(rank);
 	ThreadTransport transport(build.team, rank);
 	const int size(transport.size());
 	const size_t n(static_cast<size_t>(build.numPoints));
@@ -180,20 +233,48 @@ void buildRegion(Build& build, int rank)
 		vOwner.push_back(build.vSampleOwner[i]);
 	}
 
+	phases.end("collect");
 	std::unique_ptr<DistributedMesh> pMesh(new DistributedMesh(transport, vBoxes, build.bPerturb, false));
 	pMesh->triangulateOwn(vMine, vGid, vOwner);
+	phases.end("local");
 	std::vector<Point3>().swap(vMine);
 	std::vector<int>().swap(vOwner);
+	// A region whose points lie in one plane has cells with huge spheres,
+	// which would fetch much of the other regions' points, slowly: the one
+	// object is faster.
+	if(transport.sum(pMesh->ownPointsFlat() ? 1 : 0) > 0)
+	{
+		if(rank == 0) build.bGiveUp = true;
+		return;
+	}
 	pMesh->exchangeGhostLayer();
-	while(transport.sum(pMesh->certifyRound()) > 0) {}
+	phases.end("ghost");
+	// Rounds until no region receives a point. An input on which the
+	// regions keep fetching (say, each region's points in one plane, whose
+	// local cells have huge spheres) would be slower split than in one
+	// object: once the regions have fetched half as many points as the
+	// input holds, the one-object path takes over.
+	int64_t numFetched(0);
+	for(long numAdded(1); numAdded > 0;)
+	{
+		numAdded = transport.sum(pMesh->certifyRound());
+		numFetched += numAdded;
+		if(numFetched > build.numPoints / 2)
+		{
+			if(rank == 0) build.bGiveUp = true;
+			return;
+		}
+	}
+	phases.end("rounds");
 
 	const long numMine(pMesh->reportedCells(nullptr));
 	if(pMesh->countInconsistentFacets() > 0)
 	{
 		// Every region sees the same sum and leaves here.
-		if(rank == 0) build.bDisagree = true;
+		if(rank == 0) build.bGiveUp = true;
 		return;
 	}
+	phases.end("report+check");
 	// The cells are numbered region by region.
 	int64_t first(0), numCells(0);
 	{
@@ -206,14 +287,29 @@ void buildRegion(Build& build, int rank)
 		}
 	}
 	FlatMesh3& mesh(build.mesh);
+	// The arrays are reserved once; their pages come in on every thread
+	// at once (a first write to fresh memory costs a fault per page), and
+	// then the zeros of resize go to resident memory.
 	if(rank == 0)
 	{
 		mesh.numPoints = build.numPoints;
+		mesh.vCorners.reserve(4 * static_cast<size_t>(numCells));
+		mesh.vNeighbors.reserve(4 * static_cast<size_t>(numCells));
+		mesh.vRepresentative.reserve(n);
+	}
+	transport.sum(0);
+	vorn3dregions::makePartResident(mesh.vCorners, rank, size);
+	vorn3dregions::makePartResident(mesh.vNeighbors, rank, size);
+	vorn3dregions::makePartResident(mesh.vRepresentative, rank, size);
+	transport.sum(0);
+	if(rank == 0)
+	{
 		mesh.vCorners.resize(4 * static_cast<size_t>(numCells));
 		mesh.vNeighbors.resize(4 * static_cast<size_t>(numCells));
 		mesh.vRepresentative.resize(n);
 	}
 	transport.sum(0); // the arrays are sized
+	phases.end("resize");
 
 	// Each point names itself unless it repeats an earlier one (below).
 	for(size_t i = n * static_cast<size_t>(rank) / static_cast<size_t>(size); i < n * static_cast<size_t>(rank + 1) / static_cast<size_t>(size); ++i)
@@ -253,8 +349,10 @@ void buildRegion(Build& build, int rank)
 	}
 	const std::vector<std::pair<int64_t, int64_t>> vCopies(pMesh->ownCopies());
 	// The region's mesh is exported: its memory goes before the matching.
+	phases.end("export");
 	pMesh.reset();
 	transport.sum(0); // every region's cells and open facets are written
+	phases.end("free");
 
 	for(const auto& copy : vCopies) mesh.vRepresentative[static_cast<size_t>(copy.first)] = static_cast<int32_t>(copy.second);
 	// The open facets of this thread's bucket, from every region: a facet
@@ -274,10 +372,12 @@ void buildRegion(Build& build, int rank)
 		mesh.vNeighbors[static_cast<size_t>(vMatch[k + 1].slot)] = vMatch[k].slot / 4;
 		++k;
 	}
+	phases.end("match");
 }
 
-/// The threaded build; false when the regions disagree on degenerate input
-/// (mesh is then left for the one-object path).
+/// The threaded build; false when the regions disagree on degenerate input,
+/// or fetch too many points from each other (mesh is then left for the
+/// one-object path).
 bool buildInRegions(const double* pXyz, int64_t numPoints, int numThreads, bool bPerturb, FlatMesh3& mesh)
 {
 	Build build(pXyz, numPoints, numThreads, bPerturb, mesh);
@@ -317,7 +417,7 @@ bool buildInRegions(const double* pXyz, int64_t numPoints, int numThreads, bool 
 		std::rethrow_exception(pError);
 	}
 	if(pAborted) std::rethrow_exception(pAborted);
-	if(build.bDisagree)
+	if(build.bGiveUp)
 	{
 		mesh = FlatMesh3();
 		return false;
