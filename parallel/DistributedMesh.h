@@ -14,7 +14,9 @@
 // shared), Rounds.cpp (ghost layer, certification rounds, queries and their
 // answers), Reporting.cpp (reported cells and the facet check), Fallback.cpp
 // (all points on rank 0); the helpers PointGrid.h, HullTree.h, DeepPoints.h
-// and MeshRecords.h (message layout).
+// and MeshRecords.h (message layout). The regions talk through Transport.h:
+// MPI processes in distributed/ (vorn3d-mpi), threads in RegionBuild.cpp
+// (buildParallel).
 #ifndef VORN3D_PARALLEL_DISTRIBUTEDMESH_H
 #define VORN3D_PARALLEL_DISTRIBUTEDMESH_H
 

@@ -207,12 +207,10 @@ void buildRegion(Build& build, int rank)
 	vorn3dregions::makePartResident(mesh.vNeighbors, rank, size);
 	vorn3dregions::makePartResident(mesh.vRepresentative, rank, size);
 	transport.sum(0);
-	if(rank == 0)
-	{
-		mesh.vCorners.resize(4 * static_cast<size_t>(numCells));
-		mesh.vNeighbors.resize(4 * static_cast<size_t>(numCells));
-		mesh.vRepresentative.resize(n);
-	}
+	// The zeros of resize, one array per thread (the largest first).
+	if(rank == 0) mesh.vNeighbors.resize(4 * static_cast<size_t>(numCells));
+	if(rank == 1 % size) mesh.vCorners.resize(4 * static_cast<size_t>(numCells));
+	if(rank == 2 % size) mesh.vRepresentative.resize(n);
 	transport.sum(0); // the arrays are sized
 	phases.end("resize");
 
