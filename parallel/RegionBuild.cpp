@@ -284,19 +284,29 @@ bool buildInRegions(const double* pXyz, int64_t numPoints, int numThreads, bool 
 {
 	Build build(pXyz, numPoints, numThreads, bPerturb, mesh);
 	std::vector<std::thread> vThreads;
-	for(int rank = 0; rank < numThreads; ++rank)
+	try
 	{
-		vThreads.emplace_back([&build, rank] {
-			try
-			{
-				buildRegion(build, rank);
-			}
-			catch(...)
-			{
-				build.vErrors[static_cast<size_t>(rank)] = std::current_exception();
-				build.team.abort();
-			}
-		});
+		for(int rank = 0; rank < numThreads; ++rank)
+		{
+			vThreads.emplace_back([&build, rank] {
+				try
+				{
+					buildRegion(build, rank);
+				}
+				catch(...)
+				{
+					build.vErrors[static_cast<size_t>(rank)] = std::current_exception();
+					build.team.abort();
+				}
+			});
+		}
+	}
+	catch(...)
+	{
+		// A thread that could not start: the others stop at their next call.
+		build.team.abort();
+		for(std::thread& thread : vThreads) thread.join();
+		throw;
 	}
 	for(std::thread& thread : vThreads) thread.join();
 	// The first failure that is not another thread's leaving.

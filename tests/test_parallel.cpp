@@ -208,8 +208,8 @@ TEST(ParallelBuildDegenerate, GridWithoutPerturbationIsADelaunayMesh)
 {
 	// Without perturbation the regions may break the grid's ties each their
 	// own way; whatever the path, the result is a Delaunay mesh of the points.
-	const std::vector<Point3> vPoints(makePoints("grid", 4400));
-	const FlatMesh3 mesh(VORN3D::buildParallel(vPoints, 3, false));
+	const std::vector<Point3> vPoints(makePoints("grid", 2400));
+	const FlatMesh3 mesh(VORN3D::buildParallel(vPoints, 2, false));
 	checkStructure(vPoints, mesh, true);
 	ASSERT_GT(mesh.numCells(), 0);
 }

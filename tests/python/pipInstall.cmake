@@ -4,7 +4,7 @@
 # folder, on the installed package.
 # Arguments: -DSOURCE_DIR=... -DWORK_DIR=... -DPYTHON=...
 file(REMOVE_RECURSE ${WORK_DIR})
-foreach(item CMakeLists.txt cmake dt3Library dual python pyproject.toml setup.py)
+foreach(item CMakeLists.txt cmake dt3Library dual parallel python pyproject.toml setup.py)
   file(COPY ${SOURCE_DIR}/${item} DESTINATION ${WORK_DIR}/src)
 endforeach()
 
