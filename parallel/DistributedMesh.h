@@ -14,7 +14,9 @@
 // shared), Rounds.cpp (ghost layer, certification rounds, queries and their
 // answers), Reporting.cpp (reported cells and the facet check), Fallback.cpp
 // (all points on rank 0); the helpers PointGrid.h, HullTree.h, DeepPoints.h
-// and MeshRecords.h (message layout).
+// and MeshRecords.h (message layout). The regions talk through Transport.h:
+// MPI processes in distributed/ (vorn3d-mpi), threads in RegionBuild.cpp
+// (buildParallel).
 #ifndef VORN3D_PARALLEL_DISTRIBUTEDMESH_H
 #define VORN3D_PARALLEL_DISTRIBUTEDMESH_H
 
@@ -82,6 +84,9 @@ public:
 	/// Number of cells whose circumsphere could not be bounded in floating
 	/// point (their queries went to every process, for all points).
 	long numUnboundedCells() const { return numUnbounded; }
+	/// Whether the points that triangulateOwn got span no tetrahedron (then
+	/// the cells around them have huge spheres, and the rounds fetch much).
+	bool ownPointsFlat() const { return bOwnFlat; }
 	/// Call after reportedCells: every cell of the local mesh; the ones
 	/// reported here carry this process's rank in their custom index.
 	const std::vector<VORN3D::Tet3*>& localCells() const { return vCells; }
@@ -196,6 +201,7 @@ private:
 	// reported elsewhere.
 	std::vector<VORN3D::Tet3*> vBorderTets;
 	long numUnbounded;
+	bool bOwnFlat = false;
 };
 
 /// The fallback: all distinct points (records of ownPoints) gathered on rank 0

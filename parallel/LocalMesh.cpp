@@ -109,6 +109,7 @@ long DistributedMesh::triangulateOwn(std::vector<Point3>& vPoints, const std::ve
 	std::vector<Point3*> vHandles;
 	reserveResident(vHandles, vPoints.size());
 	insertPoints(vPoints, vHandles);
+	bOwnFlat = !dt.is3D();
 	// Each distinct own point once, with the smallest global index of its
 	// copies (the first copy, as the indices increase); the vertices of the
 	// other processes' points; the lowest point.

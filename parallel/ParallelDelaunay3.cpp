@@ -1,3 +1,6 @@
+// buildParallel: small inputs, one thread and degenerate input the regions
+// cannot agree on go to one Vorn_3D (buildInOneObject); the rest to the
+// threaded build of RegionBuild.cpp.
 #include "ParallelDelaunay3.h"
 
 #include <vorn3d/Tet3.h>
@@ -6,21 +9,19 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
 #include <limits>
-#include <memory>
 #include <string>
 #include <thread>
-#include <utility>
 
-#include "DistributedMesh.h"
-#include "Partition.h"
+#include "PhaseClock.h"
+#include "RegionBuild.h"
 #include "Resident.h"
-#include "ThreadTransport.h"
 
 namespace VORN3D {
 
 namespace {
+
+using vorn3dregions::PhaseClock;
 
 /// One Vorn_3D over all points, exported to mesh: the result every split
 /// must reproduce, and the path for inputs too small to share.
@@ -34,9 +35,12 @@ void buildInOneObject(const double* pXyz, int64_t numPoints, bool bPerturb, Flat
 	dt.setVerbosity(false);
 	dt.setPerturbation(bPerturb);
 	std::vector<Point3*> vHandles;
+	PhaseClock phases(-1);
 	dt.insert(vPoints, vHandles);
+	phases.end("insert");
 
 	mesh.numPoints = numPoints;
+	vorn3dregions::reserveResident(mesh.vRepresentative, n);
 	mesh.vRepresentative.resize(n);
 	for(size_t i = 0; i < n; ++i)
 	{
@@ -51,8 +55,12 @@ void buildInOneObject(const double* pXyz, int64_t numPoints, bool bPerturb, Flat
 	if(numCells > static_cast<size_t>(std::numeric_limits<int>::max()))
 		throw VornException("buildParallel: more cells than one object can number");
 	for(size_t k = 0; k < numCells; ++k) vTets[k]->setCustomIndex(static_cast<int>(k));
+	phases.end("cells");
+	vorn3dregions::reserveResident(mesh.vCorners, 4 * numCells);
+	vorn3dregions::reserveResident(mesh.vNeighbors, 4 * numCells);
 	mesh.vCorners.resize(4 * numCells);
 	mesh.vNeighbors.resize(4 * numCells);
+	phases.end("resize");
 	for(size_t k = 0; k < numCells; ++k)
 	{
 		for(int i = 0; i < 4; ++i)
@@ -62,268 +70,9 @@ void buildInOneObject(const double* pXyz, int64_t numPoints, bool bPerturb, Flat
 			mesh.vNeighbors[4 * k + static_cast<size_t>(i)] = pOpp == nullptr ? -1 : pOpp->getCustomIndex();
 		}
 	}
+	phases.end("export");
 }
 
-
-using vorn3dregions::Box;
-using vorn3dregions::DistributedMesh;
-using vorn3dregions::Incoming;
-using vorn3dregions::SplitTree;
-using vorn3dregions::ThreadTeam;
-using vorn3dregions::ThreadTransport;
-
-/// Fewer points than this per thread are not worth a region of their own.
-constexpr int64_t MIN_POINTS_PER_THREAD = 1000;
-
-/// A facet of a cell whose neighbour across it is not in the same region's
-/// share: its corners (input indices, sorted) and where the neighbour goes
-/// (4 * cell + facet).
-struct OpenFacet
-{
-	int32_t g[3];
-	int64_t slot;
-	bool operator<(const OpenFacet& o) const
-	{
-		return g[0] != o.g[0] ? g[0] < o.g[0] : (g[1] != o.g[1] ? g[1] < o.g[1] : g[2] < o.g[2]);
-	}
-	bool sameFacet(const OpenFacet& o) const { return g[0] == o.g[0] && g[1] == o.g[1] && g[2] == o.g[2]; }
-	/// Which thread matches this facet.
-	size_t bucket(size_t numBuckets) const
-	{
-		const uint64_t h((static_cast<uint64_t>(static_cast<uint32_t>(g[0])) * 0x9E3779B97F4A7C15ULL) ^
-			(static_cast<uint64_t>(static_cast<uint32_t>(g[1])) * 0xC2B2AE3D27D4EB4FULL) ^ static_cast<uint64_t>(static_cast<uint32_t>(g[2])));
-		return static_cast<size_t>((h ^ (h >> 29)) % numBuckets);
-	}
-};
-
-/// What the threads of one build share.
-struct Build
-{
-	Build(const double* pXyz_, int64_t numPoints_, int numThreads, bool bPerturb_, FlatMesh3& mesh_):
-		pXyz(pXyz_), numPoints(numPoints_), bPerturb(bPerturb_), mesh(mesh_), team(numThreads),
-		vFacets(static_cast<size_t>(numThreads), std::vector<std::vector<OpenFacet>>(static_cast<size_t>(numThreads))),
-		vErrors(static_cast<size_t>(numThreads))
-	{
-		// The cuts come from a sample, as in vorn3d-mpi.
-		const size_t n(static_cast<size_t>(numPoints));
-		const size_t stride(vorn3dregions::sampleStride(n));
-		for(size_t i = 0; i < n; i += stride)
-		{
-			vSample.emplace_back(pXyz[3 * i], pXyz[3 * i + 1], pXyz[3 * i + 2]);
-			vSampleGid.push_back(static_cast<int64_t>(i));
-		}
-		pTree.reset(new SplitTree(vSample, numThreads));
-		for(const Point3& p : vSample) vSampleOwner.push_back(pTree->regionOf(p));
-	}
-
-	const double* pXyz;
-	int64_t numPoints;
-	bool bPerturb;
-	FlatMesh3& mesh;
-	ThreadTeam team;
-	std::vector<Point3> vSample;
-	std::vector<int64_t> vSampleGid;
-	std::vector<int> vSampleOwner;
-	std::unique_ptr<SplitTree> pTree;
-	/// Per region and matching thread: the open facets of the region's cells.
-	std::vector<std::vector<std::vector<OpenFacet>>> vFacets;
-	/// Set when the regions disagree (degenerate input without perturbation).
-	bool bDisagree = false;
-	std::vector<std::exception_ptr> vErrors;
-};
-
-/// One region's part of the build, on its own thread.
-void buildRegion(Build& build, int rank)
-{
-	ThreadTransport transport(build.team, rank);
-	const int size(transport.size());
-	const size_t n(static_cast<size_t>(build.numPoints));
-	const double* pXyz(build.pXyz);
-
-	// The own points, their indices increasing, then a few sample points of
-	// other regions that give the library a cubic box to order its
-	// insertions in.
-	std::vector<Point3> vMine;
-	std::vector<int64_t> vGid;
-	std::vector<int> vOwner;
-	const size_t expected(n / static_cast<size_t>(size) + n / (8 * static_cast<size_t>(size)) + 16);
-	vorn3dregions::reserveResident(vMine, expected);
-	vorn3dregions::reserveResident(vGid, expected);
-	const double inf(std::numeric_limits<double>::infinity());
-	Box own{{inf, inf, inf}, {-inf, -inf, -inf}};
-	for(size_t i = 0; i < n; ++i)
-	{
-		const Point3 p(pXyz[3 * i], pXyz[3 * i + 1], pXyz[3 * i + 2]);
-		if(build.pTree->regionOf(p) != rank) continue;
-		vMine.push_back(p);
-		vGid.push_back(static_cast<int64_t>(i));
-		for(int a = 0; a < 3; ++a)
-		{
-			own.lo[a] = std::min(own.lo[a], pXyz[3 * i + static_cast<size_t>(a)]);
-			own.hi[a] = std::max(own.hi[a], pXyz[3 * i + static_cast<size_t>(a)]);
-		}
-	}
-	vOwner.assign(vMine.size(), rank);
-	std::vector<Box> vBoxes(static_cast<size_t>(size));
-	{
-		const Incoming boxes(transport.allGather({own.lo[0], own.lo[1], own.lo[2], own.hi[0], own.hi[1], own.hi[2]}));
-		for(int q = 0; q < size; ++q)
-		{
-			const double* p(boxes.from(q));
-			vBoxes[static_cast<size_t>(q)] = Box{{p[0], p[1], p[2]}, {p[3], p[4], p[5]}};
-		}
-	}
-	for(size_t i : vorn3dregions::cubingPoints(build.vSample, build.vSampleOwner, rank, own))
-	{
-		vMine.push_back(build.vSample[i]);
-		vGid.push_back(build.vSampleGid[i]);
-		vOwner.push_back(build.vSampleOwner[i]);
-	}
-
-	std::unique_ptr<DistributedMesh> pMesh(new DistributedMesh(transport, vBoxes, build.bPerturb, false));
-	pMesh->triangulateOwn(vMine, vGid, vOwner);
-	std::vector<Point3>().swap(vMine);
-	std::vector<int>().swap(vOwner);
-	pMesh->exchangeGhostLayer();
-	while(transport.sum(pMesh->certifyRound()) > 0) {}
-
-	const long numMine(pMesh->reportedCells(nullptr));
-	if(pMesh->countInconsistentFacets() > 0)
-	{
-		// Every region sees the same sum and leaves here.
-		if(rank == 0) build.bDisagree = true;
-		return;
-	}
-	// The cells are numbered region by region.
-	int64_t first(0), numCells(0);
-	{
-		const Incoming counts(transport.allGather({static_cast<double>(numMine)}));
-		for(int q = 0; q < size; ++q)
-		{
-			const int64_t count(static_cast<int64_t>(counts.from(q)[0]));
-			if(q < rank) first += count;
-			numCells += count;
-		}
-	}
-	FlatMesh3& mesh(build.mesh);
-	if(rank == 0)
-	{
-		mesh.numPoints = build.numPoints;
-		mesh.vCorners.resize(4 * static_cast<size_t>(numCells));
-		mesh.vNeighbors.resize(4 * static_cast<size_t>(numCells));
-		mesh.vRepresentative.resize(n);
-	}
-	transport.sum(0); // the arrays are sized
-
-	// Each point names itself unless it repeats an earlier one (below).
-	for(size_t i = n * static_cast<size_t>(rank) / static_cast<size_t>(size); i < n * static_cast<size_t>(rank + 1) / static_cast<size_t>(size); ++i)
-		mesh.vRepresentative[i] = static_cast<int32_t>(i);
-	// The cells reported here get their numbers (from first on) in their
-	// custom index, the others -1; a neighbour reported elsewhere, or none,
-	// leaves an open facet for the matching below.
-	const std::vector<Tet3*>& vCells(pMesh->localCells());
-	int local(0);
-	for(Tet3* pTet : vCells) pTet->setCustomIndex(pTet->getCustomIndex() == rank ? local++ : -1);
-	std::vector<std::vector<OpenFacet>>& vOpen(build.vFacets[static_cast<size_t>(rank)]);
-	static constexpr int OUTWARD[4][3] = {{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}};
-	for(const Tet3* pTet : vCells)
-	{
-		if(pTet->getCustomIndex() < 0) continue;
-		const size_t cell(static_cast<size_t>(first + pTet->getCustomIndex()));
-		int32_t aGid[4];
-		for(int i = 0; i < 4; ++i)
-		{
-			aGid[i] = static_cast<int32_t>(pMesh->globalIndex(pTet->getCorner(i)));
-			mesh.vCorners[4 * cell + static_cast<size_t>(i)] = aGid[i];
-		}
-		for(int i = 0; i < 4; ++i)
-		{
-			const Tet3* pOpp(pTet->getOppTet(i));
-			int64_t& neighbor(mesh.vNeighbors[4 * cell + static_cast<size_t>(i)]);
-			if(pOpp != nullptr && pOpp->getCustomIndex() >= 0)
-			{
-				neighbor = first + pOpp->getCustomIndex();
-				continue;
-			}
-			neighbor = -1;
-			OpenFacet facet{{aGid[OUTWARD[i][0]], aGid[OUTWARD[i][1]], aGid[OUTWARD[i][2]]}, static_cast<int64_t>(4 * cell) + i};
-			std::sort(facet.g, facet.g + 3);
-			vOpen[facet.bucket(static_cast<size_t>(size))].push_back(facet);
-		}
-	}
-	const std::vector<std::pair<int64_t, int64_t>> vCopies(pMesh->ownCopies());
-	// The region's mesh is exported: its memory goes before the matching.
-	pMesh.reset();
-	transport.sum(0); // every region's cells and open facets are written
-
-	for(const auto& copy : vCopies) mesh.vRepresentative[static_cast<size_t>(copy.first)] = static_cast<int32_t>(copy.second);
-	// The open facets of this thread's bucket, from every region: a facet
-	// found twice joins its two cells; once, it is on the convex hull.
-	std::vector<OpenFacet> vMatch;
-	for(int q = 0; q < size; ++q)
-	{
-		std::vector<OpenFacet>& vFrom(build.vFacets[static_cast<size_t>(q)][static_cast<size_t>(rank)]);
-		vMatch.insert(vMatch.end(), vFrom.begin(), vFrom.end());
-		std::vector<OpenFacet>().swap(vFrom);
-	}
-	std::sort(vMatch.begin(), vMatch.end());
-	for(size_t k = 0; k + 1 < vMatch.size(); ++k)
-	{
-		if(!vMatch[k].sameFacet(vMatch[k + 1])) continue;
-		mesh.vNeighbors[static_cast<size_t>(vMatch[k].slot)] = vMatch[k + 1].slot / 4;
-		mesh.vNeighbors[static_cast<size_t>(vMatch[k + 1].slot)] = vMatch[k].slot / 4;
-		++k;
-	}
-}
-
-/// The threaded build; false when the regions disagree on degenerate input
-/// (mesh is then left for the one-object path).
-bool buildInRegions(const double* pXyz, int64_t numPoints, int numThreads, bool bPerturb, FlatMesh3& mesh)
-{
-	Build build(pXyz, numPoints, numThreads, bPerturb, mesh);
-	std::vector<std::thread> vThreads;
-	for(int rank = 0; rank < numThreads; ++rank)
-	{
-		vThreads.emplace_back([&build, rank] {
-			try
-			{
-				buildRegion(build, rank);
-			}
-			catch(...)
-			{
-				build.vErrors[static_cast<size_t>(rank)] = std::current_exception();
-				build.team.abort();
-			}
-		});
-	}
-	for(std::thread& thread : vThreads) thread.join();
-	// The first failure that is not another thread's leaving.
-	std::exception_ptr pAborted;
-	for(const std::exception_ptr& pError : build.vErrors)
-	{
-		if(!pError) continue;
-		try
-		{
-			std::rethrow_exception(pError);
-		}
-		catch(const vorn3dregions::TeamAborted&)
-		{
-			pAborted = pError;
-			continue;
-		}
-		catch(...)
-		{
-		}
-		std::rethrow_exception(pError);
-	}
-	if(pAborted) std::rethrow_exception(pAborted);
-	if(build.bDisagree)
-	{
-		mesh = FlatMesh3();
-		return false;
-	}
-	return true;
-}
 
 } // namespace
 
@@ -333,11 +82,11 @@ void buildParallel(const double* pXyz, int64_t numPoints, int numThreads, bool b
 		throw VornException("buildParallel: " + std::to_string(numPoints) + " points, at most 2^31 - 1 can be numbered");
 	mesh = FlatMesh3();
 	if(numThreads <= 0) numThreads = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
-	numThreads = static_cast<int>(std::min<int64_t>(numThreads, numPoints / MIN_POINTS_PER_THREAD));
+	numThreads = static_cast<int>(std::min<int64_t>(numThreads, numPoints / vorn3dregions::MIN_POINTS_PER_THREAD));
 	// Non-finite input goes to the one-object path, which rejects it.
 	bool bFinite(true);
 	for(int64_t k = 0; k < 3 * numPoints && bFinite; ++k) bFinite = std::isfinite(pXyz[k]);
-	if(numThreads > 1 && bFinite && buildInRegions(pXyz, numPoints, numThreads, bPerturb, mesh)) return;
+	if(numThreads > 1 && bFinite && vorn3dregions::buildInRegions(pXyz, numPoints, numThreads, bPerturb, mesh)) return;
 	buildInOneObject(pXyz, numPoints, bPerturb, mesh);
 }
 

@@ -6,7 +6,10 @@
 // the circumspheres of their uncertified cells until every cell is proven
 // Delaunay, and each cell is reported by one region. The result is the mesh
 // that one Vorn_3D with the same perturbation setting gives for the same
-// points (the same set of cells, numbered in another order).
+// points (the same set of cells, numbered in another order). Without the
+// perturbation, degenerate input (five or more points on one empty sphere)
+// has several Delaunay meshes and the result is one of them; where the
+// regions break such ties differently, one Vorn_3D triangulates all points.
 #ifndef VORN3D_PARALLELDELAUNAY3_H
 #define VORN3D_PARALLELDELAUNAY3_H
 

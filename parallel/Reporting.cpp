@@ -30,7 +30,7 @@ long DistributedMesh::reportedCells(std::vector<int64_t>* pQuads)
 	// Room for about seven cells per vertex (6.8 in uniform points), made
 	// resident at once; the library asks for more where more are needed.
 	reserveResident(vTets, 7 * vSlotGid.size());
-	dt.getTetrahedra(vTets);
+	if(dt.is3D()) dt.getTetrahedra(vTets); // a flat mesh has no cells
 	// The reporting process of each cell goes into its custom index for the
 	// facet check that follows. A cell of own corners only is reported here;
 	// the border cells (a corner of another process, or a hull facet) are

@@ -19,18 +19,37 @@
 
 namespace vorn3dregions {
 
+/// Makes the whole pages inside [pBegin, pEnd) resident.
+inline void makeResident(const void* pBegin, const void* pEnd)
+{
+#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
+	const uintptr_t pageMask(~uintptr_t(4095));
+	const uintptr_t begin((reinterpret_cast<uintptr_t>(pBegin) + 4095) & pageMask);
+	const uintptr_t end(reinterpret_cast<uintptr_t>(pEnd) & pageMask);
+	if(end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+#else
+	(void)pBegin;
+	(void)pEnd;
+#endif
+}
+
 /// Reserves room for n elements in v and makes the room beyond its present
 /// elements resident.
 template<class T> void reserveResident(std::vector<T>& v, size_t n)
 {
 	if(v.capacity() >= n) return;
 	v.reserve(n);
-#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
-	const uintptr_t pageMask(~uintptr_t(4095));
-	const uintptr_t begin((reinterpret_cast<uintptr_t>(v.data() + v.size()) + 4095) & pageMask);
-	const uintptr_t end(reinterpret_cast<uintptr_t>(v.data() + v.capacity()) & pageMask);
-	if(end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
-#endif
+	makeResident(v.data() + v.size(), v.data() + v.capacity());
+}
+
+/// Part rank of numParts of the room reserved in v (beyond its elements),
+/// made resident: threads that share the work of reserveResident.
+template<class T> void makePartResident(std::vector<T>& v, int rank, int numParts)
+{
+	const size_t room(v.capacity() - v.size());
+	T* pRoom(v.data() + v.size());
+	makeResident(pRoom + room * static_cast<size_t>(rank) / static_cast<size_t>(numParts),
+		pRoom + room * static_cast<size_t>(rank + 1) / static_cast<size_t>(numParts));
 }
 
 } // namespace vorn3dregions
