@@ -26,13 +26,15 @@ test-sanitize:
 	cmake --build $(BUILD_SAN) -j $(JOBS)
 	cd $(BUILD_SAN) && ctest --output-on-failure -j $(JOBS)
 
-# The threads test under ThreadSanitizer: only that test and what it links
-# are built. Any race report fails the run.
+# The tests that run threads, under ThreadSanitizer: several objects at once,
+# and the threaded builder. Only they and what they link are built. Any race
+# report fails the run.
 test-tsan:
 	cmake -S . -B $(BUILD_TSAN) -DCMAKE_BUILD_TYPE=Debug -DVORN3D_BUILD_TESTS=ON -DVORN3D_SANITIZE_THREAD=ON \
 		-DVORN3D_BUILD_PYTHON=OFF -DVORN3D_BUILD_MPI=OFF -DVORN3D_BUILD_EXAMPLES=OFF
-	cmake --build $(BUILD_TSAN) --target test_threads -j $(JOBS)
+	cmake --build $(BUILD_TSAN) --target test_threads test_parallel -j $(JOBS)
 	cd $(BUILD_TSAN)/tests && TSAN_OPTIONS="halt_on_error=1 $(TSAN_OPTIONS)" ./test_threads
+	cd $(BUILD_TSAN)/tests && TSAN_OPTIONS="halt_on_error=1 $(TSAN_OPTIONS)" ./test_parallel
 
 bench:
 	cmake -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DVORN3D_BUILD_TESTS=OFF -DVORN3D_BUILD_BENCH=ON
