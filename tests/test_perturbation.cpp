@@ -156,41 +156,18 @@ TEST(Perturbation, ValidityCheckJudgesTheDiagonalOfACoplanarHullFace)
 		ASSERT_TRUE(dt.checkValidity("pyramid", true, true));
 		dt.getAllTetrahedra(vTets);
 		ASSERT_EQ(vTets.size(), 2u);
-		// The base corners not on the present diagonal span the other one.
-		const auto has([](const Tet3* pTet, const Point3* p) {
-			return pTet->getCorner(0) == p || pTet->getCorner(1) == p || pTet->getCorner(2) == p || pTet->getCorner(3) == p;
-		});
-		std::vector<Point3*> vOff;
-		for(int k = 0; k < 4; ++k)
-		{
-			if(!has(vTets[0], v[k]) || !has(vTets[1], v[k])) vOff.push_back(v[k]);
-		}
-		ASSERT_EQ(vOff.size(), 2u);
-		std::vector<Point3*> vOn;
-		for(int k = 0; k < 4; ++k)
-		{
-			if(v[k] != vOff[0] && v[k] != vOff[1]) vOn.push_back(v[k]);
-		}
+		// Both cells hold the present diagonal; set the other one by hand,
+		// each cell positively oriented, linked across the apex facet.
+		const bool b03(vTets[0]->hasVertex(v[0]) && vTets[0]->hasVertex(v[3]));
+		Point3* q[2][4] = {{v[0], v[1], v[2], v[4]}, {v[3], v[2], v[1], v[4]}};
+		if(!b03) q[0][2] = v[3], q[1][0] = v[0], q[1][1] = v[3], q[1][2] = v[2];
 		for(int t = 0; t < 2; ++t)
 		{
-			Point3* q[4] = {vOff[0], vOff[1], vOn[t], v[4]};
-			const auto det([&] {
-				double m[3][3];
-				for(int r = 0; r < 3; ++r)
-				{
-					m[r][0] = q[r + 1]->x() - q[0]->x();
-					m[r][1] = q[r + 1]->y() - q[0]->y();
-					m[r][2] = q[r + 1]->z() - q[0]->z();
-				}
-				return m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) - m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
-					m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
-			});
-			if(det() < 0) std::swap(q[0], q[1]);
-			vTets[t]->setProperties(q[0], q[1], q[2], q[3]);
+			vTets[t]->setProperties(q[t][0], q[t][1], q[t][2], q[t][3]);
 			for(int i = 0; i < 4; ++i) vTets[t]->setOppTet(i, nullptr);
 		}
-		vTets[0]->setOppTet(vTets[0]->getIntraTetIndex(vOn[0]), vTets[1]);
-		vTets[1]->setOppTet(vTets[1]->getIntraTetIndex(vOn[1]), vTets[0]);
+		vTets[0]->setOppTet(b03 ? 0 : 1, vTets[1]);
+		vTets[1]->setOppTet(b03 ? 0 : 2, vTets[0]);
 		// The fault file the check writes takes the next number.
 		char aName[32];
 		snprintf(aName, sizeof(aName), "%05d_sphereIncBug.list", std::stoi(Dt3::nextFileNumber()) + 1);
