@@ -130,6 +130,21 @@ inline double tetVolume(double ax, double ay, double az, double bx, double by, d
 	return std::fabs(det) / 6.0;
 }
 
+/// The summed absolute volume of the finite cells of a CGAL triangulation,
+/// in long double so that rounding stays far below the tolerance with which
+/// the driver compares the programs.
+template<class Triangulation>
+double finiteCellVolume(const Triangulation& dt)
+{
+	long double volumeSum(0.0L);
+	for(auto it = dt.finite_cells_begin(); it != dt.finite_cells_end(); ++it)
+	{
+		const auto &a(it->vertex(0)->point()), &b(it->vertex(1)->point()), &c(it->vertex(2)->point()), &d(it->vertex(3)->point());
+		volumeSum += tetVolume(a.x(), a.y(), a.z(), b.x(), b.y(), b.z(), c.x(), c.y(), c.z(), d.x(), d.y(), d.z());
+	}
+	return static_cast<double>(volumeSum);
+}
+
 /// What one run measured. baseKib is the peak before the insertion (input
 /// points loaded), peakKib the peak right after the insertion, readBackKib
 /// the peak after the cells have been read back (which may need memory of its

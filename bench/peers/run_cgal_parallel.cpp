@@ -52,16 +52,7 @@ int main(int argc, char** argv)
 	result.numCells = dt.number_of_finite_cells();
 	result.numVertices = dt.number_of_vertices();
 	result.readBackKib = vbench::peakRssKib();
-	long double volumeSum(0.0L);
-	for(auto it = dt.finite_cells_begin(); it != dt.finite_cells_end(); ++it)
-	{
-		const Kernel::Point_3& a = it->vertex(0)->point();
-		const Kernel::Point_3& b = it->vertex(1)->point();
-		const Kernel::Point_3& c = it->vertex(2)->point();
-		const Kernel::Point_3& d = it->vertex(3)->point();
-		volumeSum += vbench::tetVolume(a.x(), a.y(), a.z(), b.x(), b.y(), b.z(), c.x(), c.y(), c.z(), d.x(), d.y(), d.z());
-	}
-	result.volume = static_cast<double>(volumeSum);
+	result.volume = vbench::finiteCellVolume(dt);
 	vbench::printResult(result);
 	return 0;
 }
