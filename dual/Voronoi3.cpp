@@ -129,6 +129,17 @@ struct LocalCells
 	std::vector<int32_t> vCorners, vNeighbors, vCellNumber, vPointNumber;
 	std::vector<double> vXyz;
 
+	/// Room for m cells and numPoints points; returns the table of local
+	/// point numbers for localPoint, every entry -1.
+	std::vector<int32_t> reserve(size_t m, int32_t numPoints)
+	{
+		flat::reserveLarge(vCorners, 4 * m);
+		flat::reserveLarge(vNeighbors, 4 * m);
+		vXyz.reserve(3 * static_cast<size_t>(numPoints));
+		vPointNumber.reserve(static_cast<size_t>(numPoints));
+		return std::vector<int32_t>(static_cast<size_t>(numPoints), -1);
+	}
+
 	/// Local number of the point numbered p in the results, given a first
 	/// time; vLocalOf holds -1 for points without one.
 	int32_t localPoint(std::vector<int32_t>& vLocalOf, int32_t p, const double* pCoordinates)
@@ -149,11 +160,7 @@ struct LocalCells
 void localFromMesh(const std::vector<Tet3*>& vCells, int32_t numPoints, LocalCells& local)
 {
 	const size_t m(vCells.size());
-	flat::reserveLarge(local.vCorners, 4 * m);
-	flat::reserveLarge(local.vNeighbors, 4 * m);
-	local.vXyz.reserve(3 * static_cast<size_t>(numPoints));
-	local.vPointNumber.reserve(static_cast<size_t>(numPoints));
-	std::vector<int32_t> vLocalOf(static_cast<size_t>(numPoints), -1);
+	std::vector<int32_t> vLocalOf(local.reserve(m, numPoints));
 	for(size_t k = 0; k < m; ++k)
 	{
 		const Tet3* pTet(vCells[k]);
@@ -207,11 +214,7 @@ void localFromFlat(const int32_t* pCorners, const Index* pNeighbors, int64_t num
 	const std::vector<uint32_t>& vRow(vBox);
 	local.vCellNumber.resize(m);
 	for(size_t k = 0; k < m; ++k) local.vCellNumber[static_cast<size_t>(vRow[k])] = static_cast<int32_t>(k);
-	flat::reserveLarge(local.vCorners, 4 * m);
-	flat::reserveLarge(local.vNeighbors, 4 * m);
-	local.vXyz.reserve(3 * static_cast<size_t>(numPoints));
-	local.vPointNumber.reserve(static_cast<size_t>(numPoints));
-	std::vector<int32_t> vLocalOf(static_cast<size_t>(numPoints), -1);
+	std::vector<int32_t> vLocalOf(local.reserve(m, numPoints));
 	for(size_t row = 0; row < m; ++row)
 	{
 		const size_t k(static_cast<size_t>(local.vCellNumber[row]));
