@@ -77,6 +77,11 @@ public:
 	/// order (collectCells gives both). Each edge of the mesh is visited once,
 	/// by one circulation around it.
 	void compute(const std::vector<Tet3*>& vCells, int32_t numPoints);
+	/// The same straight from the mesh, the fastest way: the cells are
+	/// numbered 0..m-1 (custom index) in a spatial order of its own, and
+	/// Voronoi vertex k is the circumcentre of the cell numbered k. Vertices
+	/// carry Point3 indices as above; the visited flags are left false.
+	void compute(const Vorn_3D& dt, int32_t numPoints);
 	/// The same from flat arrays (see FlatCells3): numCells cells with
 	/// corners in [0, numPoints) and neighbours as int64 or int32 numbers.
 	/// Voronoi vertex k is the circumcentre of cell k. The cells may come in

@@ -29,6 +29,9 @@ void reserveLarge(std::vector<T>& v, size_t n)
 	const uintptr_t end(reinterpret_cast<uintptr_t>(v.data() + v.capacity()) & ~(huge - 1));
 	// Only advice: where it is refused the pages are small, nothing else.
 	if(end > begin) static_cast<void>(madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE));
+#if defined(MADV_POPULATE_WRITE)
+	if(end > begin) static_cast<void>(madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE));
+#endif
 #endif
 }
 
@@ -43,8 +46,10 @@ inline int positionOf(const int32_t* d, int32_t v)
 /// across the facet opposite exitPos (the facet s, t, y). There y is
 /// again off the edge and becomes the corner to leave by, so the turn keeps
 /// its direction. Only corner numbers are compared: no neighbour lists its
-/// way back.
-template<class Index>
+/// way back. Cell k's corners start at pCorners[Stride * k] and its
+/// neighbours at pNeighbors[Stride * k]: separate arrays of 4 per cell, or
+/// one array of rows that hold both.
+template<class Index, int Stride = 4>
 struct EdgeWalk
 {
 	const int32_t* pCorners;
@@ -59,9 +64,9 @@ struct EdgeWalk
 	/// Moves to the next cell; false, and no move, at the hull.
 	bool step()
 	{
-		const Index next(pNeighbors[4 * cur + exitPos]);
+		const Index next(pNeighbors[Stride * cur + exitPos]);
 		if(next < 0) return false;
-		const int32_t* d(pCorners + 4 * static_cast<int64_t>(next));
+		const int32_t* d(pCorners + Stride * static_cast<int64_t>(next));
 		static const int aEdgeOf[4][4] = {{-1, 0, 1, 2}, {0, -1, 3, 4}, {1, 3, -1, 5}, {2, 4, 5, -1}};
 		const int ps(positionOf(d, s)), pt(positionOf(d, t)), py(positionOf(d, y));
 		edge = aEdgeOf[ps][pt];

@@ -121,20 +121,23 @@ void sortSpatially(std::vector<Tet3*>& vCells, const std::vector<Point3*>& vVert
 
 /// The cells as the Voronoi pass works on them: rows in a spatial order and
 /// points renumbered in the order the rows first name them, so that the
-/// cells and points of a box lie together in memory. vCellNumber and
-/// vPointNumber give the numbers the results use (vCellNumber is empty
-/// where they are the rows).
+/// cells and points of a box lie together in memory. A row holds a cell's
+/// four corners, then its four neighbours (rows, -1 on the hull): a step of
+/// a circulation reads one 32-byte row. vCellNumber and vPointNumber give
+/// the numbers the results use (vCellNumber is empty where they are the
+/// rows).
 struct LocalCells
 {
-	std::vector<int32_t> vCorners, vNeighbors, vCellNumber, vPointNumber;
+	std::vector<int32_t> vRows, vCellNumber, vPointNumber;
 	std::vector<double> vXyz;
+
+	size_t numRows() const { return vRows.size() / 8; }
 
 	/// Room for m cells and numPoints points; returns the table of local
 	/// point numbers for localPoint, every entry -1.
 	std::vector<int32_t> reserve(size_t m, int32_t numPoints)
 	{
-		flat::reserveLarge(vCorners, 4 * m);
-		flat::reserveLarge(vNeighbors, 4 * m);
+		flat::reserveLarge(vRows, 8 * m);
 		vXyz.reserve(3 * static_cast<size_t>(numPoints));
 		vPointNumber.reserve(static_cast<size_t>(numPoints));
 		return std::vector<int32_t>(static_cast<size_t>(numPoints), -1);
@@ -176,17 +179,134 @@ void localFromMesh(const std::vector<Tet3*>& vCells, int32_t numPoints, LocalCel
 		{
 			const Point3* p(pTet->getCorner(i));
 			const double aXyz[3] = {p->x(), p->y(), p->z()};
-			local.vCorners.push_back(local.localPoint(vLocalOf, p->getIndex(), aXyz));
+			local.vRows.push_back(local.localPoint(vLocalOf, p->getIndex(), aXyz));
+		}
+		for(int i = 0; i < 4; ++i)
+		{
 			const Tet3* pOpp(pTet->getOppTet(i));
-			local.vNeighbors.push_back(pOpp != nullptr ? pOpp->getCustomIndex() : -1);
+			local.vRows.push_back(pOpp != nullptr ? pOpp->getCustomIndex() : -1);
 		}
 	}
 	if(local.vCellNumber.empty()) return;
 	// The neighbours are named by their numbers: turn them into rows.
 	std::vector<int32_t> vRow(m);
 	for(size_t k = 0; k < m; ++k) vRow[static_cast<size_t>(local.vCellNumber[k])] = static_cast<int32_t>(k);
-	for(int32_t& opp : local.vNeighbors)
-		if(opp >= 0) opp = vRow[static_cast<size_t>(opp)];
+	for(size_t j = 0; j < local.vRows.size(); j += 8)
+		for(size_t i = 4; i < 8; ++i)
+		{
+			int32_t& opp(local.vRows[j + i]);
+			if(opp >= 0) opp = vRow[static_cast<size_t>(opp)];
+		}
+}
+
+/// The cells of a search lie all over the kernel's pool, and waiting for
+/// each read in turn would cost most of a pass over them. The work on
+/// vQueue[b] asks ahead for what later work reads: the cell 16 places on,
+/// and for the cell 8 places on (asked for before) its neighbours' flags
+/// and numbers (the first and the last bytes of a cell) and its first
+/// numCorners corners. Only a hint: nothing depends on it but the time.
+void prefetchAhead(const std::vector<Tet3*>& vQueue, size_t b, int numCorners)
+{
+#if defined(__GNUC__)
+	if(b + 16 < vQueue.size()) __builtin_prefetch(vQueue[b + 16]);
+	if(b + 8 >= vQueue.size()) return;
+	const Tet3* pAhead(vQueue[b + 8]);
+	for(int i = 0; i < 4; ++i)
+	{
+		const Tet3* pOpp(pAhead->getOppTet(i));
+		if(pOpp != nullptr)
+		{
+			__builtin_prefetch(pOpp);
+			__builtin_prefetch(reinterpret_cast<const char*>(pOpp + 1) - 1);
+		}
+		if(i < numCorners) __builtin_prefetch(pAhead->getCorner(i));
+	}
+#else
+	(void)vQueue;
+	(void)b;
+	(void)numCorners;
+#endif
+}
+
+/// Local cells straight from the mesh, numbered 0..m-1 (custom index) in
+/// the order of their rows. Each cell is read twice: once by a breadth-first
+/// search, which also names it (custom index -1 - its place in the search)
+/// and finds the box of its first corner, then once more in the search's
+/// order to write its row, where a neighbour's row follows from its name
+/// without a further pass over the cells.
+void localFromDt(const Vorn_3D& dt, int32_t numPoints, LocalCells& local)
+{
+	std::vector<Point3*> vVertices;
+	dt.getVertices(vVertices);
+	Tet3* pStart(nullptr);
+	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+	for(const Point3* p : vVertices)
+	{
+		if(p->getOneTet() == nullptr) continue;
+		if(pStart == nullptr) pStart = p->getOneTet();
+		const double c[3] = {p->x(), p->y(), p->z()};
+		for(int k = 0; k < 3; ++k)
+		{
+			lo[k] = std::min(lo[k], c[k]);
+			hi[k] = std::max(hi[k], c[k]);
+		}
+	}
+	if(pStart == nullptr) return;
+	// A tetrahedralisation has about 6.7 cells per vertex.
+	const size_t guess(7 * vVertices.size() + 16);
+	const MortonGrid grid(guess, lo, hi);
+	std::vector<Tet3*> vQueue;
+	std::vector<uint32_t> vBox;
+	flat::reserveLarge(vQueue, guess);
+	flat::reserveLarge(vBox, guess);
+	const auto discover = [&vQueue](Tet3* pTet) {
+		pTet->hasBeenVisited = true;
+		pTet->setCustomIndex(-1 - static_cast<int>(std::min<size_t>(vQueue.size(), std::numeric_limits<int32_t>::max() - 1)));
+		vQueue.push_back(pTet);
+	};
+	discover(pStart);
+	for(size_t b = 0; b < vQueue.size(); ++b)
+	{
+		prefetchAhead(vQueue, b, 1);
+		const Tet3* pTet(vQueue[b]);
+		const Point3* p(pTet->getCorner(0));
+		vBox.push_back(grid.box(p->x(), p->y(), p->z()));
+		for(int i = 0; i < 4; ++i)
+		{
+			Tet3* pOpp(pTet->getOppTet(i));
+			if(pOpp != nullptr && !pOpp->hasBeenVisited) discover(pOpp);
+		}
+	}
+	const size_t m(vQueue.size());
+	if(m > static_cast<size_t>(std::numeric_limits<int32_t>::max()))
+	{
+		for(Tet3* pTet : vQueue) pTet->hasBeenVisited = false;
+		throw std::invalid_argument("Voronoi3::compute(): more cells than 32-bit vertex numbers can name");
+	}
+	sortByBox(grid, vBox);
+	const std::vector<uint32_t>& vRowOf(vBox);
+	std::vector<int32_t> vLocalOf(local.reserve(m, numPoints));
+	local.vRows.resize(8 * m);
+	for(size_t b = 0; b < m; ++b)
+	{
+		prefetchAhead(vQueue, b, 4);
+		Tet3* pTet(vQueue[b]);
+		const int32_t row(static_cast<int32_t>(vRowOf[b]));
+		int32_t* pRow(&local.vRows[8 * static_cast<size_t>(row)]);
+		for(int i = 0; i < 4; ++i)
+		{
+			const Point3* p(pTet->getCorner(i));
+			const double aXyz[3] = {p->x(), p->y(), p->z()};
+			pRow[i] = local.localPoint(vLocalOf, p->getIndex(), aXyz);
+			// A neighbour not written yet still carries its name from the
+			// search; one written before carries its row.
+			const Tet3* pOpp(pTet->getOppTet(i));
+			const int name(pOpp != nullptr ? pOpp->getCustomIndex() : 0);
+			pRow[4 + i] = pOpp == nullptr ? -1 : name >= 0 ? name : static_cast<int32_t>(vRowOf[static_cast<size_t>(-1 - name)]);
+		}
+		pTet->setCustomIndex(row);
+		pTet->hasBeenVisited = false;
+	}
 }
 
 /// Local cells from flat cells in any order: rows in the order of the boxes
@@ -221,9 +341,12 @@ void localFromFlat(const int32_t* pCorners, const Index* pNeighbors, int64_t num
 		for(size_t i = 0; i < 4; ++i)
 		{
 			const int32_t p(pCorners[4 * k + i]);
-			local.vCorners.push_back(local.localPoint(vLocalOf, p, pXyz + 3 * static_cast<size_t>(p)));
+			local.vRows.push_back(local.localPoint(vLocalOf, p, pXyz + 3 * static_cast<size_t>(p)));
+		}
+		for(size_t i = 0; i < 4; ++i)
+		{
 			const Index opp(pNeighbors[4 * k + i]);
-			local.vNeighbors.push_back(opp < 0 ? -1 : static_cast<int32_t>(vRow[static_cast<size_t>(opp)]));
+			local.vRows.push_back(opp < 0 ? -1 : static_cast<int32_t>(vRow[static_cast<size_t>(opp)]));
 		}
 	}
 }
@@ -258,6 +381,7 @@ void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
 	vCells.push_back(pStart);
 	for(size_t k = 0; k < vCells.size(); ++k)
 	{
+		prefetchAhead(vCells, k, 0);
 		for(int i = 0; i < 4; ++i)
 		{
 			Tet3* pOpp(vCells[k]->getOppTet(i));
@@ -367,9 +491,9 @@ namespace {
 /// The Voronoi cells of local cells; out.numPoints is set.
 void voronoiPass(Voronoi3& out, const LocalCells& local)
 {
-	const size_t m(local.vCorners.size() / 4);
-	const int32_t* pCorners(local.vCorners.data());
-	const int32_t* pNeighbors(local.vNeighbors.data());
+	const size_t m(local.numRows());
+	const int32_t* pCorners(local.vRows.data());
+	const int32_t* pNeighbors(pCorners + 4);
 	const double* pXyz(local.vXyz.data());
 	const int32_t* pOrder(local.vCellNumber.empty() ? nullptr : local.vCellNumber.data());
 	const int32_t* pPointNumber(local.vPointNumber.data());
@@ -380,7 +504,7 @@ void voronoiPass(Voronoi3& out, const LocalCells& local)
 	flat::reserveLarge(vCentres, 3 * m);
 	for(size_t k = 0; k < m; ++k)
 	{
-		const int32_t* c(pCorners + 4 * k);
+		const int32_t* c(pCorners + 8 * k);
 		double aCentre[3];
 		flat::circumcentre(pXyz + 3 * static_cast<size_t>(c[0]), pXyz + 3 * static_cast<size_t>(c[1]),
 			pXyz + 3 * static_cast<size_t>(c[2]), pXyz + 3 * static_cast<size_t>(c[3]), aCentre);
@@ -417,7 +541,7 @@ void voronoiPass(Voronoi3& out, const LocalCells& local)
 	std::vector<int32_t> vBehind;
 	for(size_t k = 0; k < m; ++k)
 	{
-		const int32_t* c(pCorners + 4 * k);
+		const int32_t* c(pCorners + 8 * k);
 		for(int e = 0; e < 6; ++e)
 		{
 			if(vDone[k] & (1u << e)) continue;
@@ -426,7 +550,7 @@ void voronoiPass(Voronoi3& out, const LocalCells& local)
 			const size_t first(vRing.size());
 			vRing.push_back(static_cast<int32_t>(k));
 			// Forward from this cell until the ring closes or meets the hull.
-			flat::EdgeWalk<int32_t> walk{pCorners, pNeighbors, s, t, c[off1], static_cast<int64_t>(k), off0};
+			flat::EdgeWalk<int32_t, 8> walk{pCorners, pNeighbors, s, t, c[off1], static_cast<int64_t>(k), off0};
 			bool bOpen(false);
 			for(;;)
 			{
@@ -445,7 +569,7 @@ void voronoiPass(Voronoi3& out, const LocalCells& local)
 				// way, then put those cells in front, so that the ring runs
 				// from one hull facet to the other.
 				vBehind.clear();
-				flat::EdgeWalk<int32_t> back{pCorners, pNeighbors, s, t, c[off0], static_cast<int64_t>(k), off1};
+				flat::EdgeWalk<int32_t, 8> back{pCorners, pNeighbors, s, t, c[off0], static_cast<int64_t>(k), off1};
 				while(back.step())
 				{
 					vDone[static_cast<size_t>(back.cur)] |= static_cast<unsigned char>(1u << back.edge);
@@ -506,6 +630,14 @@ void voronoiPass(Voronoi3& out, const LocalCells& local)
 bool Voronoi3::isBounded(int32_t point) const
 {
 	return vVolumes[static_cast<size_t>(point)] != std::numeric_limits<double>::infinity();
+}
+
+void Voronoi3::compute(const Vorn_3D& dt, int32_t numPoints_)
+{
+	numPoints = numPoints_;
+	LocalCells local;
+	localFromDt(dt, numPoints, local);
+	voronoiPass(*this, local);
 }
 
 void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)

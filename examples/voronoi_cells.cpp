@@ -58,11 +58,9 @@ int main(int argc, char** argv)
 
 	const auto t1(std::clock());
 	numberVertices(vHandles);
-	std::vector<Tet3*> vCells;
-	collectCells(dt, vCells, true);
-	const double tCollect(seconds(t1));
 	Voronoi3 voronoi;
-	voronoi.compute(vCells, static_cast<int32_t>(vPoints.size()));
+	if(getenv("OLDPATH")) { std::vector<Tet3*> vC; collectCells(dt, vC, true); voronoi.compute(vC, static_cast<int32_t>(vPoints.size())); }
+	else voronoi.compute(dt, static_cast<int32_t>(vPoints.size()));
 	const double tCells(seconds(t1));
 
 	double sum(0.0), largest(0.0);
@@ -72,11 +70,14 @@ int main(int argc, char** argv)
 		sum += v;
 		largest = std::max(largest, v);
 	}
+	// The Voronoi pass has numbered the cells; the hull reads them in that numbering.
+	std::vector<Tet3*> vCells;
+	collectCells(dt, vCells, false);
 	ConvexHull3 hull;
 	hull.compute(vCells);
 	std::cout << vPoints.size() << " points (" << n << " in the cube and their mirror images), " << vCells.size()
 			  << " cells, " << voronoi.numRidges() << " Voronoi faces\n"
-			  << "processor time: Delaunay " << tDelaunay << " s, all Voronoi cells with volumes and face areas " << tCells << " s (collecting and numbering the cells " << tCollect << " s)\n"
+			  << "processor time: Delaunay " << tDelaunay << " s, all Voronoi cells with volumes and face areas " << tCells << " s\n"
 			  << "cells of the cube's points: total volume " << sum << " (the cube: 1), largest " << largest << "\n"
 			  << "convex hull: " << hull.numFacets() << " facets, volume " << hull.volume << ", area " << hull.area
 			  << std::endl;

@@ -120,16 +120,65 @@ TEST_P(Hull, FacetsAreOutwardAndTheFilterKeepsTheirVertices)
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Hull, ::testing::Values(0, 1, 2));
 
+bool near(double a, double b)
+{
+	return a == b || std::fabs(a - b) <= 1e-9 * std::max(1.0, std::fabs(a));
+}
+
+/// voronoi is reference with Voronoi vertex k renamed vMoved[k]: the same
+/// vertices, volumes and ridges (matched by their pair of points), each
+/// ring from any start in either direction.
+void expectSameDiagram(const Voronoi3& reference, const Voronoi3& voronoi, const std::vector<int64_t>& vMoved)
+{
+	const size_t m(vMoved.size());
+	const int32_t n(reference.numPoints);
+	for(size_t k = 0; k < m; ++k)
+		for(int c = 0; c < 3; ++c) ASSERT_TRUE(near(reference.vVertices[3 * k + c], voronoi.vVertices[3 * vMoved[k] + c])) << k;
+	for(int32_t p = 0; p < n; ++p) EXPECT_TRUE(near(reference.vVolumes[p], voronoi.vVolumes[p])) << p;
+	// Ridges by their pair of points; a ring from either start, either way.
+	std::map<std::pair<int32_t, int32_t>, int64_t> ridgeOf;
+	for(int64_t r = 0; r < voronoi.numRidges(); ++r) ridgeOf[{voronoi.vRidgePoints[2 * r], voronoi.vRidgePoints[2 * r + 1]}] = r;
+	ASSERT_EQ(ridgeOf.size(), static_cast<size_t>(reference.numRidges()));
+	for(int64_t r = 0; r < reference.numRidges(); ++r)
+	{
+		const auto it(ridgeOf.find({reference.vRidgePoints[2 * r], reference.vRidgePoints[2 * r + 1]}));
+		ASSERT_TRUE(it != ridgeOf.end()) << r;
+		std::vector<int32_t> want, got(voronoi.vRidgeVertices.begin() + voronoi.vRidgeStart[it->second],
+			voronoi.vRidgeVertices.begin() + voronoi.vRidgeStart[it->second + 1]);
+		for(int64_t j = reference.vRidgeStart[r]; j < reference.vRidgeStart[r + 1]; ++j)
+		{
+			const int32_t vtx(reference.vRidgeVertices[j]);
+			want.push_back(vtx < 0 ? -1 : static_cast<int32_t>(vMoved[static_cast<size_t>(vtx)]));
+		}
+		ASSERT_EQ(want.size(), got.size()) << r;
+		if(want[0] == -1)
+		{
+			EXPECT_EQ(got[0], -1) << r;
+			// An open ring runs from one hull facet to the other, either way.
+			if(got[1] != want[1]) std::reverse(got.begin() + 1, got.end());
+		}
+		else
+		{
+			std::rotate(got.begin(), std::find(got.begin(), got.end(), want[0]), got.end());
+			if(got.size() > 2 && got[1] != want[1]) std::reverse(got.begin() + 1, got.end());
+		}
+		EXPECT_EQ(want, got) << r;
+		EXPECT_TRUE(near(reference.vRidgeAreas[r], voronoi.vRidgeAreas[it->second])) << r;
+	}
+}
+
 // The flat entry points fed with cells in another order, each cell's corners
 // turned by an even permutation and int64 neighbours, none of which the
-// export from the mesh produces: the same diagram and hull, renamed.
+// export from the mesh produces: the same diagram and hull, renamed. The
+// entry straight from the mesh numbers the cells itself: the same diagram
+// under its numbers.
 // Random points, and a lattice whose cospherical cells give open rings along
 // every hull edge.
 class FlatInput : public ::testing::TestWithParam<int>
 {
 };
 
-TEST_P(FlatInput, ShuffledCellsGiveTheMeshPathsResult)
+TEST_P(FlatInput, ShuffledCellsAndTheDirectEntryGiveTheMeshPathsResult)
 {
 	std::vector<Point3> v(vtest::randomPoints(1500, 5u));
 	if(GetParam() == 1)
@@ -169,40 +218,7 @@ TEST_P(FlatInput, ShuffledCellsGiveTheMeshPathsResult)
 	ConvexHull3 hull;
 	hull.compute(vCorners.data(), vNeighbors.data(), static_cast<int64_t>(m), flat.vXyz.data());
 
-	const auto near = [](double a, double b) { return a == b || std::fabs(a - b) <= 1e-9 * std::max(1.0, std::fabs(a)); };
-	for(size_t k = 0; k < m; ++k)
-		for(int c = 0; c < 3; ++c) ASSERT_TRUE(near(reference.vVertices[3 * k + c], voronoi.vVertices[3 * vMoved[k] + c])) << k;
-	for(int32_t p = 0; p < n; ++p) EXPECT_TRUE(near(reference.vVolumes[p], voronoi.vVolumes[p])) << p;
-	// Ridges by their pair of points; a ring from either start, either way.
-	std::map<std::pair<int32_t, int32_t>, int64_t> ridgeOf;
-	for(int64_t r = 0; r < voronoi.numRidges(); ++r) ridgeOf[{voronoi.vRidgePoints[2 * r], voronoi.vRidgePoints[2 * r + 1]}] = r;
-	ASSERT_EQ(ridgeOf.size(), static_cast<size_t>(reference.numRidges()));
-	for(int64_t r = 0; r < reference.numRidges(); ++r)
-	{
-		const auto it(ridgeOf.find({reference.vRidgePoints[2 * r], reference.vRidgePoints[2 * r + 1]}));
-		ASSERT_TRUE(it != ridgeOf.end()) << r;
-		std::vector<int32_t> want, got(voronoi.vRidgeVertices.begin() + voronoi.vRidgeStart[it->second],
-			voronoi.vRidgeVertices.begin() + voronoi.vRidgeStart[it->second + 1]);
-		for(int64_t j = reference.vRidgeStart[r]; j < reference.vRidgeStart[r + 1]; ++j)
-		{
-			const int32_t vtx(reference.vRidgeVertices[j]);
-			want.push_back(vtx < 0 ? -1 : static_cast<int32_t>(vMoved[static_cast<size_t>(vtx)]));
-		}
-		ASSERT_EQ(want.size(), got.size()) << r;
-		if(want[0] == -1)
-		{
-			EXPECT_EQ(got[0], -1) << r;
-			// An open ring runs from one hull facet to the other, either way.
-			if(got[1] != want[1]) std::reverse(got.begin() + 1, got.end());
-		}
-		else
-		{
-			std::rotate(got.begin(), std::find(got.begin(), got.end(), want[0]), got.end());
-			if(got.size() > 2 && got[1] != want[1]) std::reverse(got.begin() + 1, got.end());
-		}
-		EXPECT_EQ(want, got) << r;
-		EXPECT_TRUE(near(reference.vRidgeAreas[r], voronoi.vRidgeAreas[it->second])) << r;
-	}
+	expectSameDiagram(reference, voronoi, vMoved);
 	// Hull facets as triangles turned to start at their least corner (a
 	// flipped facet would not match), each with its neighbours across the
 	// edges opposite its corners, turned alike.
@@ -226,6 +242,21 @@ TEST_P(FlatInput, ShuffledCellsGiveTheMeshPathsResult)
 	};
 	EXPECT_EQ(facets(referenceHull), facets(hull));
 	EXPECT_TRUE(near(referenceHull.volume, hull.volume) && near(referenceHull.area, hull.area));
+
+	Voronoi3 direct;
+	direct.compute(mesh.dt, n);
+	std::vector<int64_t> vRenamed(m);
+	std::vector<bool> vTaken(m, false);
+	for(size_t k = 0; k < m; ++k)
+	{
+		const Tet3* pTet(mesh.vCells[k]);
+		const int number(pTet->getCustomIndex());
+		ASSERT_TRUE(number >= 0 && static_cast<size_t>(number) < m && !vTaken[static_cast<size_t>(number)]) << k;
+		EXPECT_FALSE(pTet->hasBeenVisited) << k;
+		vTaken[static_cast<size_t>(number)] = true;
+		vRenamed[k] = number;
+	}
+	expectSameDiagram(reference, direct, vRenamed);
 }
 
 INSTANTIATE_TEST_SUITE_P(Inputs, FlatInput, ::testing::Values(0, 1));
