@@ -2,12 +2,12 @@
 // around each Delaunay edge for the ridge between its end points.
 #include "Dual3.h"
 #include "FlatCells3.h"
+#include "LocalCells3.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
-#include <string>
 
 namespace VORN3D {
 
@@ -16,7 +16,6 @@ namespace {
 // Local edges 0..5 of a cell: the two corners of edge e, and the two corners off it.
 const int aEdgeCorners[6][2] = {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}};
 const int aEdgeOffCorners[6][2] = {{2, 3}, {1, 3}, {1, 2}, {0, 3}, {0, 2}, {0, 1}};
-
 
 template<class Real>
 void centreRelative(const Real B[3], const Real C[3], const Real D[3], Real aOffset[3], Real& det)
@@ -34,376 +33,8 @@ void centreRelative(const Real B[3], const Real C[3], const Real D[3], Real aOff
 
 /// Boxes of a grid over a bounding box, numbered along a Morton curve, for
 /// about 512 items per box. A box's few hundred cells are a few tens of
-/// kilobytes, which stay in the cache while the box is worked through.
-class MortonGrid
-{
-public:
-	MortonGrid(size_t numItems, const double lo[3], const double hi[3])
-	{
-		const double boxes(std::max(1.0, static_cast<double>(numItems) / 512.0));
-		bits = std::min(10, std::max(1, static_cast<int>(std::lround(std::log2(boxes) / 3.0))));
-		for(int k = 0; k < 3; ++k)
-		{
-			origin[k] = lo[k];
-			scale[k] = hi[k] > lo[k] ? ((1 << bits) - 0.5) / (hi[k] - lo[k]) : 0.0;
-		}
-		for(uint32_t v = 0; v < (1u << bits); ++v)
-		{
-			// The low bits of v spread to every third bit.
-			aSpread[v] = 0;
-			for(int b = 0; b < bits; ++b) aSpread[v] |= ((v >> b) & 1u) << (3 * b);
-		}
-	}
-	size_t numBoxes() const { return size_t(1) << (3 * bits); }
-	uint32_t box(double x, double y, double z) const
-	{
-		return aSpread[cell(x, 0)] | aSpread[cell(y, 1)] << 1 | aSpread[cell(z, 2)] << 2;
-	}
-
-private:
-	uint32_t cell(double c, int k) const
-	{
-		const double v((c - origin[k]) * scale[k]);
-		// Points outside the bounding box (or not numbers) go to its border.
-		const double top((1 << bits) - 1);
-		return static_cast<uint32_t>(v >= 0.0 ? std::min(v, top) : 0.0);
-	}
-	int bits;
-	double origin[3], scale[3];
-	uint32_t aSpread[1 << 10];
-};
-
-/// Replaces the box of each item by the item's position in the order of the
-/// boxes (a counting sort: two linear passes, no second array).
-void sortByBox(const MortonGrid& grid, std::vector<uint32_t>& vBox)
-{
-	std::vector<size_t> vStart(grid.numBoxes() + 1, 0);
-	for(uint32_t box : vBox) ++vStart[box + 1];
-	for(size_t b = 1; b < vStart.size(); ++b) vStart[b] += vStart[b - 1];
-	for(uint32_t& box : vBox) box = static_cast<uint32_t>(vStart[box]++);
-}
-
-/// Orders the cells by the box that holds their first corner, clears their
-/// visited flags and, with bRenumber, numbers them in the new order. The
-/// pool's memory order does not keep neighbours together, as the kernel
-/// reuses the memory of removed cells.
-void sortSpatially(std::vector<Tet3*>& vCells, const std::vector<Point3*>& vVertices, bool bRenumber)
-{
-	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-	for(const Point3* p : vVertices)
-	{
-		const double c[3] = {p->x(), p->y(), p->z()};
-		for(int k = 0; k < 3; ++k)
-		{
-			lo[k] = std::min(lo[k], c[k]);
-			hi[k] = std::max(hi[k], c[k]);
-		}
-	}
-	const MortonGrid grid(vCells.size(), lo, hi);
-	std::vector<uint32_t> vBox(vCells.size());
-	for(size_t i = 0; i < vCells.size(); ++i)
-	{
-		Tet3* pTet(vCells[i]);
-		pTet->hasBeenVisited = false;
-		const Point3* p(pTet->getCorner(0));
-		vBox[i] = grid.box(p->x(), p->y(), p->z());
-	}
-	sortByBox(grid, vBox);
-	const std::vector<uint32_t>& vPosition(vBox);
-	std::vector<Tet3*> vSorted(vCells.size());
-	for(size_t i = 0; i < vCells.size(); ++i)
-	{
-		vSorted[static_cast<size_t>(vPosition[i])] = vCells[i];
-		if(bRenumber) vCells[i]->setCustomIndex(static_cast<int>(vPosition[i]));
-	}
-	vCells.swap(vSorted);
-}
-
-/// The cells as the Voronoi pass works on them: rows in a spatial order and
-/// points renumbered in the order the rows first name them, so that the
-/// cells and points of a box lie together in memory. A row holds a cell's
-/// four corners, then its four neighbours (rows, -1 on the hull): a step of
-/// a circulation reads one 32-byte row. vCellNumber and vPointNumber give
-/// the numbers the results use (vCellNumber is empty where they are the
-/// rows).
-struct LocalCells
-{
-	std::vector<int32_t> vRows, vCellNumber, vPointNumber;
-	std::vector<double> vXyz;
-
-	size_t numRows() const { return vRows.size() / 8; }
-
-	/// Room for m cells and numPoints points; returns the table of local
-	/// point numbers for localPoint, every entry -1.
-	std::vector<int32_t> reserve(size_t m, int32_t numPoints)
-	{
-		flat::reserveLarge(vRows, 8 * m);
-		vXyz.reserve(3 * static_cast<size_t>(numPoints));
-		vPointNumber.reserve(static_cast<size_t>(numPoints));
-		return std::vector<int32_t>(static_cast<size_t>(numPoints), -1);
-	}
-
-	/// Local number of the point numbered p in the results, given a first
-	/// time; vLocalOf holds -1 for points without one.
-	int32_t localPoint(std::vector<int32_t>& vLocalOf, int32_t p, const double* pCoordinates)
-	{
-		int32_t& local(vLocalOf[static_cast<size_t>(p)]);
-		if(local < 0)
-		{
-			local = static_cast<int32_t>(vPointNumber.size());
-			vPointNumber.push_back(p);
-			vXyz.insert(vXyz.end(), pCoordinates, pCoordinates + 3);
-		}
-		return local;
-	}
-};
-
-/// Local cells from mesh cells in a spatial order (collectCells), numbered
-/// 0..m-1 by their custom index.
-void localFromMesh(const std::vector<Tet3*>& vCells, int32_t numPoints, LocalCells& local)
-{
-	const size_t m(vCells.size());
-	std::vector<int32_t> vLocalOf(local.reserve(m, numPoints));
-	for(size_t k = 0; k < m; ++k)
-	{
-		const Tet3* pTet(vCells[k]);
-		// The numbers are kept only from the first that is not the row.
-		const int32_t number(pTet->getCustomIndex());
-		if(number != static_cast<int32_t>(k) && local.vCellNumber.empty())
-		{
-			local.vCellNumber.resize(m);
-			for(size_t j = 0; j < k; ++j) local.vCellNumber[j] = static_cast<int32_t>(j);
-		}
-		if(!local.vCellNumber.empty()) local.vCellNumber[k] = number;
-		for(int i = 0; i < 4; ++i)
-		{
-			const Point3* p(pTet->getCorner(i));
-			const double aXyz[3] = {p->x(), p->y(), p->z()};
-			local.vRows.push_back(local.localPoint(vLocalOf, p->getIndex(), aXyz));
-		}
-		for(int i = 0; i < 4; ++i)
-		{
-			const Tet3* pOpp(pTet->getOppTet(i));
-			local.vRows.push_back(pOpp != nullptr ? pOpp->getCustomIndex() : -1);
-		}
-	}
-	if(local.vCellNumber.empty()) return;
-	// The neighbours are named by their numbers: turn them into rows.
-	std::vector<int32_t> vRow(m);
-	for(size_t k = 0; k < m; ++k) vRow[static_cast<size_t>(local.vCellNumber[k])] = static_cast<int32_t>(k);
-	for(size_t j = 0; j < local.vRows.size(); j += 8)
-		for(size_t i = 4; i < 8; ++i)
-		{
-			int32_t& opp(local.vRows[j + i]);
-			if(opp >= 0) opp = vRow[static_cast<size_t>(opp)];
-		}
-}
-
-/// The cells of a search lie all over the kernel's pool, and waiting for
-/// each read in turn would cost most of a pass over them. The work on
-/// vQueue[b] asks ahead for what later work reads: the cell 16 places on,
-/// and for the cell 8 places on (asked for before) its neighbours' flags
-/// and numbers (the first and the last bytes of a cell) and its first
-/// numCorners corners. Only a hint: nothing depends on it but the time.
-void prefetchAhead(const std::vector<Tet3*>& vQueue, size_t b, int numCorners)
-{
-#if defined(__GNUC__)
-	if(b + 16 < vQueue.size()) __builtin_prefetch(vQueue[b + 16]);
-	if(b + 8 >= vQueue.size()) return;
-	const Tet3* pAhead(vQueue[b + 8]);
-	for(int i = 0; i < 4; ++i)
-	{
-		const Tet3* pOpp(pAhead->getOppTet(i));
-		if(pOpp != nullptr)
-		{
-			__builtin_prefetch(pOpp);
-			__builtin_prefetch(reinterpret_cast<const char*>(pOpp + 1) - 1);
-		}
-		if(i < numCorners) __builtin_prefetch(pAhead->getCorner(i));
-	}
-#else
-	(void)vQueue;
-	(void)b;
-	(void)numCorners;
-#endif
-}
-
-/// Local cells straight from the mesh, numbered 0..m-1 (custom index) in
-/// the order of their rows. Each cell is read twice: once by a breadth-first
-/// search, which also names it (custom index -1 - its place in the search)
-/// and finds the box of its first corner, then once more in the search's
-/// order to write its row, where a neighbour's row follows from its name
-/// without a further pass over the cells.
-void localFromDt(const Vorn_3D& dt, int32_t numPoints, LocalCells& local)
-{
-	std::vector<Point3*> vVertices;
-	dt.getVertices(vVertices);
-	Tet3* pStart(nullptr);
-	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-	for(const Point3* p : vVertices)
-	{
-		if(p->getOneTet() == nullptr) continue;
-		if(pStart == nullptr) pStart = p->getOneTet();
-		const double c[3] = {p->x(), p->y(), p->z()};
-		for(int k = 0; k < 3; ++k)
-		{
-			lo[k] = std::min(lo[k], c[k]);
-			hi[k] = std::max(hi[k], c[k]);
-		}
-	}
-	if(pStart == nullptr) return;
-	// A tetrahedralisation has about 6.7 cells per vertex.
-	const size_t guess(7 * vVertices.size() + 16);
-	const MortonGrid grid(guess, lo, hi);
-	std::vector<Tet3*> vQueue;
-	std::vector<uint32_t> vBox;
-	flat::reserveLarge(vQueue, guess);
-	flat::reserveLarge(vBox, guess);
-	const auto discover = [&vQueue](Tet3* pTet) {
-		pTet->hasBeenVisited = true;
-		pTet->setCustomIndex(-1 - static_cast<int>(std::min<size_t>(vQueue.size(), std::numeric_limits<int32_t>::max() - 1)));
-		vQueue.push_back(pTet);
-	};
-	discover(pStart);
-	for(size_t b = 0; b < vQueue.size(); ++b)
-	{
-		prefetchAhead(vQueue, b, 1);
-		const Tet3* pTet(vQueue[b]);
-		const Point3* p(pTet->getCorner(0));
-		vBox.push_back(grid.box(p->x(), p->y(), p->z()));
-		for(int i = 0; i < 4; ++i)
-		{
-			Tet3* pOpp(pTet->getOppTet(i));
-			if(pOpp != nullptr && !pOpp->hasBeenVisited) discover(pOpp);
-		}
-	}
-	const size_t m(vQueue.size());
-	if(m > static_cast<size_t>(std::numeric_limits<int32_t>::max()))
-	{
-		for(Tet3* pTet : vQueue) pTet->hasBeenVisited = false;
-		throw std::invalid_argument("Voronoi3::compute(): more cells than 32-bit vertex numbers can name");
-	}
-	sortByBox(grid, vBox);
-	const std::vector<uint32_t>& vRowOf(vBox);
-	std::vector<int32_t> vLocalOf(local.reserve(m, numPoints));
-	local.vRows.resize(8 * m);
-	for(size_t b = 0; b < m; ++b)
-	{
-		prefetchAhead(vQueue, b, 4);
-		Tet3* pTet(vQueue[b]);
-		const int32_t row(static_cast<int32_t>(vRowOf[b]));
-		int32_t* pRow(&local.vRows[8 * static_cast<size_t>(row)]);
-		for(int i = 0; i < 4; ++i)
-		{
-			const Point3* p(pTet->getCorner(i));
-			const double aXyz[3] = {p->x(), p->y(), p->z()};
-			pRow[i] = local.localPoint(vLocalOf, p->getIndex(), aXyz);
-			// A neighbour not written yet still carries its name from the
-			// search; one written before carries its row.
-			const Tet3* pOpp(pTet->getOppTet(i));
-			const int name(pOpp != nullptr ? pOpp->getCustomIndex() : 0);
-			pRow[4 + i] = pOpp == nullptr ? -1 : name >= 0 ? name : static_cast<int32_t>(vRowOf[static_cast<size_t>(-1 - name)]);
-		}
-		pTet->setCustomIndex(row);
-		pTet->hasBeenVisited = false;
-	}
-}
-
-/// Local cells from flat cells in any order: rows in the order of the boxes
-/// of the cells' first corners.
-template<class Index>
-void localFromFlat(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
-	int32_t numPoints, LocalCells& local)
-{
-	const size_t m(static_cast<size_t>(numCells));
-	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
-	for(size_t p = 0; p < static_cast<size_t>(numPoints); ++p)
-		for(int k = 0; k < 3; ++k)
-		{
-			lo[k] = std::min(lo[k], pXyz[3 * p + static_cast<size_t>(k)]);
-			hi[k] = std::max(hi[k], pXyz[3 * p + static_cast<size_t>(k)]);
-		}
-	const MortonGrid grid(m, lo, hi);
-	std::vector<uint32_t> vBox(m);
-	for(size_t k = 0; k < m; ++k)
-	{
-		const double* c(pXyz + 3 * static_cast<size_t>(pCorners[4 * k]));
-		vBox[k] = grid.box(c[0], c[1], c[2]);
-	}
-	sortByBox(grid, vBox);
-	const std::vector<uint32_t>& vRow(vBox);
-	local.vCellNumber.resize(m);
-	for(size_t k = 0; k < m; ++k) local.vCellNumber[static_cast<size_t>(vRow[k])] = static_cast<int32_t>(k);
-	std::vector<int32_t> vLocalOf(local.reserve(m, numPoints));
-	for(size_t row = 0; row < m; ++row)
-	{
-		const size_t k(static_cast<size_t>(local.vCellNumber[row]));
-		for(size_t i = 0; i < 4; ++i)
-		{
-			const int32_t p(pCorners[4 * k + i]);
-			local.vRows.push_back(local.localPoint(vLocalOf, p, pXyz + 3 * static_cast<size_t>(p)));
-		}
-		for(size_t i = 0; i < 4; ++i)
-		{
-			const Index opp(pNeighbors[4 * k + i]);
-			local.vRows.push_back(opp < 0 ? -1 : static_cast<int32_t>(vRow[static_cast<size_t>(opp)]));
-		}
-	}
-}
 
 } // namespace
-
-void numberVertices(const std::vector<Point3*>& vHandles)
-{
-	// Backwards, so that the first position of each vertex is written last.
-	for(size_t i = vHandles.size(); i-- > 0;) vHandles[i]->setIndex(static_cast<int>(i));
-}
-
-void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
-{
-	vCells.clear();
-	std::vector<Point3*> vVertices;
-	dt.getVertices(vVertices);
-	Tet3* pStart(nullptr);
-	for(Point3* pVtx : vVertices)
-	{
-		if(pVtx->getOneTet() != nullptr)
-		{
-			pStart = pVtx->getOneTet();
-			break;
-		}
-	}
-	if(pStart == nullptr) return;
-	// Breadth-first: vCells itself is the queue. A tetrahedralisation has
-	// about 6.7 cells per vertex.
-	vCells.reserve(7 * vVertices.size() + 16);
-	pStart->hasBeenVisited = true;
-	vCells.push_back(pStart);
-	for(size_t k = 0; k < vCells.size(); ++k)
-	{
-		prefetchAhead(vCells, k, 0);
-		for(int i = 0; i < 4; ++i)
-		{
-			Tet3* pOpp(vCells[k]->getOppTet(i));
-			if(pOpp != nullptr && !pOpp->hasBeenVisited)
-			{
-				pOpp->hasBeenVisited = true;
-				vCells.push_back(pOpp);
-			}
-		}
-	}
-	sortSpatially(vCells, vVertices, bRenumber);
-	if(bRenumber) return;
-	std::vector<bool> vSeen(vCells.size(), false);
-	for(const Tet3* pTet : vCells)
-	{
-		const int k(pTet->getCustomIndex());
-		if(k < 0 || static_cast<size_t>(k) >= vSeen.size() || vSeen[static_cast<size_t>(k)])
-			throw std::invalid_argument("collectCells(): the custom indices are no numbering 0.." +
-				std::to_string(vSeen.size() - 1) + " of the cells");
-		vSeen[static_cast<size_t>(k)] = true;
-	}
-}
 
 namespace flat {
 
@@ -448,48 +79,10 @@ void circumcentre(const Tet3* pTet, double aCentre[3])
 	flat::circumcentre(aCorner[0], aCorner[1], aCorner[2], aCorner[3], aCentre);
 }
 
-void flattenCells(const std::vector<Tet3*>& vCells, FlatCells3& flat)
-{
-	const size_t m(vCells.size());
-	flat.vCorners.clear();
-	flat.vNeighbors.clear();
-	flat.vXyz.clear();
-	flat::reserveLarge(flat.vCorners, 4 * m);
-	flat::reserveLarge(flat.vNeighbors, 4 * m);
-	flat.vCorners.resize(4 * m);
-	flat.vNeighbors.resize(4 * m);
-	int32_t maxIndex(-1);
-	for(const Tet3* pTet : vCells)
-	{
-		const size_t k(static_cast<size_t>(pTet->getCustomIndex()));
-		for(int i = 0; i < 4; ++i)
-		{
-			const Point3* p(pTet->getCorner(i));
-			const int32_t index(p->getIndex());
-			flat.vCorners[4 * k + static_cast<size_t>(i)] = index;
-			// Every vertex is written from each of its cells; in a spatial
-			// order the later writes hit the cache.
-			if(index > maxIndex)
-			{
-				maxIndex = index;
-				if(3 * static_cast<size_t>(index) + 3 > flat.vXyz.size())
-					flat.vXyz.resize(std::max(3 * static_cast<size_t>(index) + 3, 2 * flat.vXyz.size()));
-			}
-			double* pXyz(&flat.vXyz[3 * static_cast<size_t>(index)]);
-			pXyz[0] = p->x();
-			pXyz[1] = p->y();
-			pXyz[2] = p->z();
-			const Tet3* pOpp(pTet->getOppTet(i));
-			flat.vNeighbors[4 * k + static_cast<size_t>(i)] = pOpp != nullptr ? pOpp->getCustomIndex() : -1;
-		}
-	}
-	flat.vXyz.resize(3 * static_cast<size_t>(maxIndex + 1));
-}
-
 namespace {
 
 /// The Voronoi cells of local cells; out.numPoints is set.
-void voronoiPass(Voronoi3& out, const LocalCells& local)
+void voronoiPass(Voronoi3& out, const flat::LocalCells& local)
 {
 	const size_t m(local.numRows());
 	const int32_t* pCorners(local.vRows.data());
@@ -635,16 +228,16 @@ bool Voronoi3::isBounded(int32_t point) const
 void Voronoi3::compute(const Vorn_3D& dt, int32_t numPoints_)
 {
 	numPoints = numPoints_;
-	LocalCells local;
-	localFromDt(dt, numPoints, local);
+	flat::LocalCells local;
+	flat::localFromDt(dt, numPoints, local);
 	voronoiPass(*this, local);
 }
 
 void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 {
 	numPoints = numPoints_;
-	LocalCells local;
-	localFromMesh(vCells, numPoints, local);
+	flat::LocalCells local;
+	flat::localFromMesh(vCells, numPoints, local);
 	voronoiPass(*this, local);
 }
 
@@ -655,8 +248,8 @@ void computeFromFlat(Voronoi3& out, const int32_t* pCorners, const Index* pNeigh
 {
 	if(numCells > std::numeric_limits<int32_t>::max())
 		throw std::invalid_argument("Voronoi3::compute(): more cells than 32-bit vertex numbers can name");
-	LocalCells local;
-	localFromFlat(pCorners, pNeighbors, numCells, pXyz, out.numPoints, local);
+	flat::LocalCells local;
+	flat::localFromFlat(pCorners, pNeighbors, numCells, pXyz, out.numPoints, local);
 	voronoiPass(out, local);
 }
 
