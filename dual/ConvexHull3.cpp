@@ -1,6 +1,7 @@
 // The convex hull from the Delaunay cells (facets without a neighbour), and
-// a filter that drops points certainly inside it before the tetrahedralisation.
+// a filter that drops points certainly inside it before any hull is built.
 #include "Dual3.h"
+#include "FacetGeometry3.h"
 #include "FlatCells3.h"
 
 #include <algorithm>
@@ -65,18 +66,7 @@ void hullPass(ConvexHull3& hull, const int32_t* pCorners, const Index* pNeighbor
 				while(walk.step()) {}
 				hull.vNeighbors[3 * f + static_cast<size_t>(j)] = facetNumber(walk.cur, walk.exitPos);
 			}
-			const double* a(point(aCorner[0]));
-			const double* b(point(aCorner[1]));
-			const double* c(point(aCorner[2]));
-			const double u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
-			const double v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
-			const double n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-			const double len(std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]));
-			hull.area += 0.5 * len;
-			hull.volume += (n[0] * (a[0] - ref[0]) + n[1] * (a[1] - ref[1]) + n[2] * (a[2] - ref[2])) / 6.0;
-			double* pEq(&hull.vEquations[4 * f]);
-			for(int d = 0; d < 3; ++d) pEq[d] = n[d] / len;
-			pEq[3] = -(pEq[0] * a[0] + pEq[1] * a[1] + pEq[2] * a[2]);
+			addFacetGeometry(hull, f, point(aCorner[0]), point(aCorner[1]), point(aCorner[2]), ref);
 		}
 	}
 }

@@ -138,6 +138,16 @@ public:
 	void compute(const int32_t* pCorners, const int64_t* pNeighbors, int64_t numCells, const double* pXyz);
 	void compute(const int32_t* pCorners, const int32_t* pNeighbors, int64_t numCells, const double* pXyz);
 
+	/// The hull of numPoints points (3 doubles each) without a
+	/// tetrahedralisation; facets name input positions and every sign is
+	/// decided exactly. Triangles are never merged: a point on the surface
+	/// that is not a corner of the polytope (one in the middle of a face or
+	/// an edge) is a corner of some of them. A point equal to another is
+	/// left out and listed in vDuplicates with the first kept point equal to
+	/// it. Returns false, with no facet, when the points do not span a solid
+	/// or a coordinate is not finite.
+	bool fromPoints(const double* pXyz, int64_t numPoints);
+
 	/// 3 per facet, counter-clockwise seen from outside (the right-hand
 	/// normal points out of the hull).
 	std::vector<int32_t> vFacets;
@@ -147,6 +157,8 @@ public:
 	std::vector<double> vEquations;
 	double volume = 0.0;
 	double area = 0.0;
+	/// Pairs (left-out point, equal point kept); only from fromPoints.
+	std::vector<int32_t> vDuplicates;
 
 	int64_t numFacets() const { return static_cast<int64_t>(vFacets.size() / 3); }
 };

@@ -40,9 +40,8 @@ struct DualArrays::Data
 {
 	std::unique_ptr<Voronoi3> pVoronoi;
 	std::unique_ptr<ConvexHull3> pHull;
-	// Input positions of the hull's vertex numbers, and (duplicate, first)
-	// pairs of input positions; only for computeConvexHull.
-	std::vector<int32_t> vKept, vDuplicates;
+	// (duplicate, first) pairs of input positions; only for computeConvexHull.
+	std::vector<int32_t> vDuplicates;
 	bool bHullOfPoints = false;
 	bool bSolid = true;
 };
@@ -65,30 +64,10 @@ void DualArrays::computeVoronoi(const int32_t* pCorners, const Index* pNeighbors
 void DualArrays::computeConvexHull(const double* points, int64_t n)
 {
 	pData->bHullOfPoints = true;
-	std::vector<int32_t>& vKept(pData->vKept);
-	vKept = hullCandidates(points, n);
-	std::vector<Point3> vPoints;
-	vPoints.reserve(vKept.size());
-	for(int32_t i : vKept) vPoints.emplace_back(points[3 * i], points[3 * i + 1], points[3 * i + 2]);
-	Vorn_3D dt;
-	std::vector<Point3*> vHandles;
-	dt.insert(vPoints, vHandles);
-	if(!dt.is3D())
-	{
-		pData->bSolid = false;
-		return;
-	}
-	numberVertices(vHandles);
-	for(size_t i = 0; i < vHandles.size(); ++i)
-	{
-		const int first(vHandles[i]->getIndex());
-		if(static_cast<size_t>(first) != i) pData->vDuplicates.insert(pData->vDuplicates.end(), {vKept[i], vKept[first]});
-	}
-	std::vector<Tet3*> vCells;
-	collectCells(dt, vCells, true);
 	pData->pHull.reset(new ConvexHull3);
-	pData->pHull->compute(vCells);
-	for(int32_t& corner : pData->pHull->vFacets) corner = vKept[static_cast<size_t>(corner)];
+	pData->bSolid = pData->pHull->fromPoints(points, n);
+	pData->vDuplicates = std::move(pData->pHull->vDuplicates);
+	if(!pData->bSolid) pData->pHull.reset();
 }
 
 py::dict DualArrays::take()

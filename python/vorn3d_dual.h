@@ -29,10 +29,9 @@ public:
 	template<class Index>
 	void computeVoronoi(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
 		int32_t numPoints);
-	/// The convex hull of n points (3 doubles each), without a Triangulation:
-	/// the points that may be hull vertices (hullCandidates) go into a
-	/// Vorn_3D of its own. Facets name input positions; a point equal to an
-	/// earlier kept one is listed with it under "duplicates".
+	/// The convex hull of n points (3 doubles each), without a Triangulation
+	/// (ConvexHull3::fromPoints). Facets name input positions; a point equal
+	/// to an earlier kept one is listed with it under "duplicates".
 	void computeConvexHull(const double* points, int64_t n);
 	/// The arrays computed, by name; the buffers move into numpy.
 	pybind11::dict take();

@@ -120,6 +120,165 @@ TEST_P(Hull, FacetsAreOutwardAndTheFilterKeepsTheirVertices)
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Hull, ::testing::Values(0, 1, 2));
 
+// The hull of points alone, on sets full of ties: lattices and points on the
+// faces and edges of a cube or an octahedron (coplanar and collinear runs on
+// the surface, many of them repeated), integer points on a sphere. Oracles:
+// exact orientations of every point against every facet (each point not a
+// corner nor a duplicate strictly inside), the facets' adjacency, Euler's
+// formula and the hull of the tetrahedralisation's boundary facets.
+std::vector<Point3> awkwardPoints(int kind)
+{
+	std::mt19937 rng(23 + kind);
+	std::uniform_int_distribution<int> coord(0, 8), pick(0, 5);
+	std::vector<Point3> v;
+	if(kind == 0) v = vtest::randomPoints(1500, rng);
+	if(kind == 1)
+	{
+		std::normal_distribution<double> normal;
+		for(int i = 0; i < 400; ++i)
+		{
+			const double x(normal(rng)), y(normal(rng)), z(normal(rng));
+			const double r(std::sqrt(x * x + y * y + z * z));
+			v.emplace_back(x / r, y / r, z / r);
+		}
+	}
+	for(int rep = 0; kind == 2 && rep < 2; ++rep)
+		for(int i = 0; i < 216; ++i) v.emplace_back(i % 6, (i / 6) % 6, i / 36);
+	for(int i = 0; kind == 3 && i < 700; ++i)
+	{
+		// On a face of [0, 8]^3 (a third also on an edge), some inside.
+		double c[3] = {double(coord(rng)), double(coord(rng)), double(coord(rng))};
+		if(i % 7 != 0) c[pick(rng) % 3] = 8.0 * (pick(rng) % 2);
+		if(i % 3 == 0) c[(pick(rng) + 1) % 3] = 0.0;
+		v.emplace_back(c[0], c[1], c[2]);
+	}
+	for(int x = -9; kind == 4 && x <= 9; ++x)
+		for(int y = -9; y <= 9; ++y)
+			for(int z = -9; z <= 9; ++z)
+				if(x * x + y * y + z * z == 81 || (x * x + y * y + z * z < 40 && (x + y + z) % 3 == 0)) v.emplace_back(x, y, z);
+	for(int i = 0; kind == 5 && i < 600; ++i)
+	{
+		// |x| + |y| + |z| = 1 in eighths: the octahedron's faces and edges.
+		int a(coord(rng)), b(coord(rng));
+		if(a + b > 8)
+		{
+			a = 8 - a;
+			b = 8 - b;
+		}
+		// Every fifth point in the plane z = 0, every eleventh just inside.
+		const int e(i % 5 == 0 ? 0 : std::max(0, 8 - a - b - (i % 11 == 0)));
+		const double sx(pick(rng) % 2 ? 1.0 : -1.0), sy(pick(rng) % 2 ? 1.0 : -1.0), sz(pick(rng) % 2 ? 1.0 : -1.0);
+		v.emplace_back(sx * a / 8.0, sy * b / 8.0, sz * e / 8.0);
+	}
+	return v;
+}
+
+class PointHull : public ::testing::TestWithParam<int>
+{
+};
+
+TEST_P(PointHull, EveryPointOnTheSurfaceIsACornerAndTheRestLieStrictlyInside)
+{
+	const std::vector<Point3> v(awkwardPoints(GetParam()));
+	std::vector<double> xyz;
+	for(const Point3& p : v) xyz.insert(xyz.end(), {p.x(), p.y(), p.z()});
+	ConvexHull3 hull;
+	{
+		vtest::StdoutCapture quiet;
+		ASSERT_TRUE(hull.fromPoints(xyz.data(), static_cast<int64_t>(v.size())));
+	}
+	const int64_t numFacets(hull.numFacets());
+	ASSERT_EQ(hull.vNeighbors.size(), 3 * static_cast<size_t>(numFacets));
+	ASSERT_EQ(hull.vEquations.size(), 4 * static_cast<size_t>(numFacets));
+	const std::set<int32_t> corners(hull.vFacets.begin(), hull.vFacets.end());
+	EXPECT_EQ(numFacets, 2 * static_cast<int64_t>(corners.size()) - 4);
+	std::set<int32_t> duplicates;
+	for(size_t k = 0; k < hull.vDuplicates.size(); k += 2)
+	{
+		const Point3& left(v[hull.vDuplicates[k]]);
+		const Point3& kept(v[hull.vDuplicates[k + 1]]);
+		EXPECT_TRUE(left.x() == kept.x() && left.y() == kept.y() && left.z() == kept.z());
+		EXPECT_LT(hull.vDuplicates[k + 1], hull.vDuplicates[k]);
+		EXPECT_EQ(corners.count(hull.vDuplicates[k]), 0u);
+		duplicates.insert(hull.vDuplicates[k]);
+	}
+	std::vector<bool> vInside(v.size(), true);
+	for(int64_t f = 0; f < numFacets; ++f)
+	{
+		const int32_t* t(&hull.vFacets[3 * static_cast<size_t>(f)]);
+		for(size_t i = 0; i < v.size(); ++i)
+		{
+			const int s(vtest::exactOrientation(v[t[0]], v[t[1]], v[t[2]], v[i]));
+			ASSERT_LE(s, 0) << "point " << i << " outside facet " << f;
+			if(s == 0) vInside[i] = false;
+		}
+		for(int j = 0; j < 3; ++j)
+		{
+			// The facet across the edge opposite corner j runs it the other way.
+			const int32_t g(hull.vNeighbors[3 * static_cast<size_t>(f) + static_cast<size_t>(j)]);
+			ASSERT_TRUE(g >= 0 && g < numFacets && g != f);
+			const int32_t* u(&hull.vFacets[3 * static_cast<size_t>(g)]);
+			const int32_t x(t[(j + 1) % 3]), y(t[(j + 2) % 3]);
+			EXPECT_TRUE((u[0] == y && u[1] == x) || (u[1] == y && u[2] == x) || (u[2] == y && u[0] == x)) << f << " " << j;
+		}
+	}
+	for(size_t i = 0; i < v.size(); ++i)
+	{
+		const int32_t p(static_cast<int32_t>(i));
+		if(corners.count(p) == 0 && duplicates.count(p) == 0)
+		{
+			EXPECT_TRUE(vInside[i]) << "point " << i << " on the surface";
+		}
+	}
+	// The tetrahedralisation's boundary: the same corners and measures.
+	Mesh mesh(v);
+	ConvexHull3 reference;
+	reference.compute(mesh.vCells);
+	EXPECT_EQ(corners, std::set<int32_t>(reference.vFacets.begin(), reference.vFacets.end()));
+	EXPECT_NEAR(hull.volume, reference.volume, 1e-12 * reference.volume);
+	EXPECT_NEAR(hull.area, reference.area, 1e-12 * reference.area);
+	for(int64_t f = 0; f < numFacets; ++f)
+		for(int j = 0; j < 3; ++j)
+		{
+			const double* pEq(&hull.vEquations[4 * static_cast<size_t>(f)]);
+			const Point3& c(v[hull.vFacets[3 * static_cast<size_t>(f) + static_cast<size_t>(j)]]);
+			EXPECT_NEAR(pEq[0] * c.x() + pEq[1] * c.y() + pEq[2] * c.z() + pEq[3], 0.0, 1e-12 * (1.0 + std::fabs(pEq[3])));
+		}
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, PointHull, ::testing::Range(0, 6));
+
+TEST(PointHull, SetsWithoutASolidGiveNoFacets)
+{
+	const double nan(std::numeric_limits<double>::quiet_NaN());
+	const std::vector<std::vector<double>> sets = {
+		{0, 0, 0, 1, 0, 0, 0, 1, 0},                                   // three points
+		{0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0, 0.5, 0.25, 0, 3, -2, 0},  // one plane
+		{1, 1, 1, 2, 2, 2, 3, 3, 3, -1, -1, -1, 0.5, 0.5, 0.5},        // one line
+		{2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2},                  // one point
+		{0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, nan, 1, 1, 1},               // not a number
+	};
+	for(const std::vector<double>& xyz : sets)
+	{
+		ConvexHull3 hull;
+		hull.vFacets = {0, 1, 2};
+		EXPECT_FALSE(hull.fromPoints(xyz.data(), static_cast<int64_t>(xyz.size() / 3)));
+		EXPECT_EQ(hull.numFacets(), 0);
+	}
+	// A tilted plane of many points, where no coordinate is constant.
+	std::vector<double> tilted;
+	for(int i = 0; i < 300; ++i)
+	{
+		const double a(i % 17), b(i / 17);
+		tilted.insert(tilted.end(), {a, b, 3 * a - 2 * b + 1});
+	}
+	ConvexHull3 hull;
+	EXPECT_FALSE(hull.fromPoints(tilted.data(), 300));
+	tilted.insert(tilted.end(), {0.0, 0.0, 2.0});
+	EXPECT_TRUE(hull.fromPoints(tilted.data(), 301));
+	EXPECT_EQ(std::set<int32_t>(hull.vFacets.begin(), hull.vFacets.end()).count(300), 1u);
+}
+
 bool near(double a, double b)
 {
 	return a == b || std::fabs(a - b) <= 1e-9 * std::max(1.0, std::fabs(a));

@@ -213,9 +213,9 @@ class ConvexHull:
 
     A stand-in for ``scipy.spatial.ConvexHull`` in three dimensions. Points
     that certainly lie inside the hull of a few extreme points are dropped
-    first (a conservative floating-point test with a wide margin); the rest
-    are tetrahedralised exactly and the hull is the set of facets without a
-    neighbour.
+    first (a conservative floating-point test with a wide margin); the hull
+    of the rest is built incrementally, without a tetrahedralisation, each
+    point tested against the facets by an exact orientation sign.
 
     Parameters
     ----------
