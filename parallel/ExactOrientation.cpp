@@ -200,6 +200,10 @@ int exactOrientation(const double* a, const double* b, const double* c, const do
 	const double bound(kOrientationBound * permanent);
 	if(det > bound) return 1;
 	if(-det > bound) return -1;
+	// Four points with a coordinate in common lie in that axis plane (points
+	// on the faces of a box): a column of zeros.
+	for(int k = 0; k < 3; ++k)
+		if(a[k] == b[k] && a[k] == c[k] && a[k] == d[k]) return 0;
 	// The differences above are exact when subtracting them back leaves the
 	// minuend: then a shorter exact evaluation serves.
 	bool bExact(true);
