@@ -54,6 +54,21 @@ int projectedOrientation(const double* a, const double* b, const double* c, int 
 	return exactOrientation(pa, pb, pc, up);
 }
 
+/// True when d lies inside the circle through a, b, c in the projection
+/// onto the axes i and j, by a margin far beyond the rounding of the
+/// determinant; turn is the sign of a, b, c's orientation there.
+bool clearlyInCircle(const double* a, const double* b, const double* c, const double* d, int i, int j, int turn)
+{
+	const double adx(a[i] - d[i]), ady(a[j] - d[j]);
+	const double bdx(b[i] - d[i]), bdy(b[j] - d[j]);
+	const double cdx(c[i] - d[i]), cdy(c[j] - d[j]);
+	const double aLift(adx * adx + ady * ady), bLift(bdx * bdx + bdy * bdy), cLift(cdx * cdx + cdy * cdy);
+	const double det(aLift * (bdx * cdy - bdy * cdx) + bLift * (cdx * ady - cdy * adx) + cLift * (adx * bdy - ady * bdx));
+	const double permanent(aLift * (std::fabs(bdx * cdy) + std::fabs(bdy * cdx)) +
+		bLift * (std::fabs(cdx * ady) + std::fabs(cdy * adx)) + cLift * (std::fabs(adx * bdy) + std::fabs(ady * bdx)));
+	return turn * det > 1e-12 * permanent;
+}
+
 class PointHull
 {
 public:
@@ -86,6 +101,8 @@ private:
 		return face.normal[0] * (p[0] - a[0]) + face.normal[1] * (p[1] - a[1]) + face.normal[2] * (p[2] - a[2]);
 	}
 	int32_t newFace(int32_t a, int32_t b, int32_t c);
+	/// Sets the corners of face f and its normal.
+	void setCorners(int32_t f, int32_t a, int32_t b, int32_t c);
 	void claim(int32_t f, int32_t q);
 	bool startSimplex();
 	/// Hands q to the first of vNewFaces that sees it; a point none sees but
@@ -100,6 +117,9 @@ private:
 	void coneOver(int32_t apex, uint64_t removedMark, bool bInPlane);
 	void addApex(int32_t f);
 	void insertOnSurface(int32_t q, int32_t hint);
+	/// Flips the edges opposite q of vNewFaces, and those they lead to,
+	/// towards the planes' Delaunay triangulations.
+	void flipAround(int32_t q);
 	/// Makes every waiting point a corner.
 	void settleSurfacePoints();
 
@@ -108,6 +128,13 @@ private:
 	std::vector<int32_t> vNext, vConeByStart;
 	std::vector<int32_t> vFree, vDead, vWork, vRemoved, vNewFaces, vStack, vLastParts;
 	std::vector<std::pair<int32_t, int32_t>> vOnSurface;
+	struct SurfacePoint
+	{
+		int32_t face;
+		uint64_t key;
+		int32_t point;
+	};
+	std::vector<SurfacePoint> vSorted;
 	uint64_t lastMark = 0;
 	uint32_t randomState = 0x2545f491u;
 };
@@ -126,12 +153,21 @@ int32_t PointHull::newFace(int32_t a, int32_t b, int32_t c)
 		vFaces.emplace_back();
 	}
 	Face& face(vFaces[static_cast<size_t>(f)]);
-	face.v[0] = a;
-	face.v[1] = b;
-	face.v[2] = c;
 	face.nb[0] = face.nb[1] = face.nb[2] = -1;
 	face.head = face.best = face.waiting = -1;
 	face.bestHeight = -std::numeric_limits<double>::infinity();
+	face.mark = 0;
+	face.bAlive = true;
+	setCorners(f, a, b, c);
+	return f;
+}
+
+void PointHull::setCorners(int32_t f, int32_t a, int32_t b, int32_t c)
+{
+	Face& face(vFaces[static_cast<size_t>(f)]);
+	face.v[0] = a;
+	face.v[1] = b;
+	face.v[2] = c;
 	const double* pa(point(a));
 	const double* pb(point(b));
 	const double* pc(point(c));
@@ -140,9 +176,6 @@ int32_t PointHull::newFace(int32_t a, int32_t b, int32_t c)
 	face.normal[0] = u[1] * w[2] - u[2] * w[1];
 	face.normal[1] = u[2] * w[0] - u[0] * w[2];
 	face.normal[2] = u[0] * w[1] - u[1] * w[0];
-	face.mark = 0;
-	face.bAlive = true;
-	return f;
 }
 
 void PointHull::claim(int32_t f, int32_t q)
@@ -389,20 +422,37 @@ void PointHull::settleSurfacePoints()
 			vOnSurface.emplace_back(q, static_cast<int32_t>(f));
 		face.waiting = -1;
 	}
-	// Points of one face lie in one plane; in the order of their coordinates
-	// each is near the one before, where its walk starts.
-	std::sort(vOnSurface.begin(), vOnSurface.end(),
-		[&](const std::pair<int32_t, int32_t>& a, const std::pair<int32_t, int32_t>& b) {
-			if(a.second != b.second) return a.second < b.second;
-			const double* p(point(a.first));
-			const double* q(point(b.first));
-			if(p[0] != q[0]) return p[0] < q[0];
-			if(p[1] != q[1]) return p[1] < q[1];
-			return p[2] < q[2];
-		});
-	vLastParts.clear();
-	for(const std::pair<int32_t, int32_t>& entry : vOnSurface) insertOnSurface(entry.first, entry.second);
+	// Points of one face lie in one plane; along a Morton curve each is
+	// near the one before, where its walk starts.
+	double lo[3], hi[3];
+	for(int k = 0; k < 3; ++k) lo[k] = hi[k] = point(0)[k];
+	for(int32_t i = 1; i < numPoints; ++i)
+		for(int k = 0; k < 3; ++k)
+		{
+			lo[k] = std::min(lo[k], point(i)[k]);
+			hi[k] = std::max(hi[k], point(i)[k]);
+		}
+	vSorted.clear();
+	for(const std::pair<int32_t, int32_t>& entry : vOnSurface)
+	{
+		uint64_t key(0);
+		const double* p(point(entry.first));
+		for(int k = 0; k < 3; ++k)
+		{
+			// 21 bits per axis, interleaved.
+			const double extent(hi[k] - lo[k]);
+			const double scaled(extent > 0.0 ? (p[k] - lo[k]) / extent * 2097151.0 : 0.0);
+			uint64_t cell(static_cast<uint64_t>(std::min(std::max(scaled, 0.0), 2097151.0)));
+			for(int bit = 0; bit < 21; ++bit) key |= ((cell >> bit) & 1u) << (3 * bit + k);
+		}
+		vSorted.push_back(SurfacePoint{entry.second, key, entry.first});
+	}
+	std::sort(vSorted.begin(), vSorted.end(), [](const SurfacePoint& a, const SurfacePoint& b) {
+		return a.face != b.face ? a.face < b.face : a.key < b.key;
+	});
 	vOnSurface.clear();
+	vLastParts.clear();
+	for(const SurfacePoint& entry : vSorted) insertOnSurface(entry.point, entry.face);
 	// Removed faces are reused only now, so that a removed hint still leads
 	// to its parts.
 	vFree.insert(vFree.end(), vDead.begin(), vDead.end());
@@ -470,6 +520,63 @@ void PointHull::insertOnSurface(int32_t q, int32_t hint)
 		}
 	coneOver(q, removed, true);
 	vLastParts = vNewFaces;
+	flipAround(q);
+}
+
+void PointHull::flipAround(int32_t q)
+{
+	// Lawson's flips, restricted to pairs of triangles in one plane: each
+	// new triangle (q, x, y) and the one across x - y, (y, x, r), become
+	// (q, x, r) and (q, r, y) when r lies clearly inside the circle through
+	// q, x, y (in the projection along the normal's largest component).
+	// Only signs that rounding cannot have changed flip, so every flip
+	// brings the triangulation of the plane closer to Delaunay's and the
+	// flips end; cocircular ties stay as they are. The surface is the
+	// same; its triangles are merely better shaped for later walks.
+	vStack = vNewFaces;
+	while(!vStack.empty())
+	{
+		const int32_t t1(vStack.back());
+		vStack.pop_back();
+		const Face& first(vFaces[static_cast<size_t>(t1)]);
+		const int32_t x(first.v[1]), y(first.v[2]), t2(first.nb[0]), a(first.nb[1]), b(first.nb[2]);
+		const Face& second(vFaces[static_cast<size_t>(t2)]);
+		int k(0);
+		while(second.v[k] == x || second.v[k] == y) ++k;
+		const int32_t r(second.v[k]), c(second.nb[(k + 1) % 3]), d(second.nb[(k + 2) % 3]);
+		if(orientation(t1, r) != 0) continue;
+		int i(0), j(1);
+		for(int axis = 0; axis < 3; ++axis)
+			if(std::fabs(first.normal[axis]) >= std::fabs(first.normal[0]) &&
+				std::fabs(first.normal[axis]) >= std::fabs(first.normal[1]) &&
+				std::fabs(first.normal[axis]) >= std::fabs(first.normal[2]))
+			{
+				i = (axis + 1) % 3;
+				j = (axis + 2) % 3;
+			}
+		const int turn(projectedOrientation(point(q), point(x), point(y), i, j));
+		// r beyond x - y and inside the circle: q r crosses x - y inside the
+		// disc, so q, x, r, y bound a convex quadrilateral and both new
+		// triangles turn the right way.
+		if(turn == 0 || !clearlyInCircle(point(q), point(x), point(y), point(r), i, j, turn)) continue;
+		setCorners(t1, q, x, r);
+		setCorners(t2, q, r, y);
+		Face& f1(vFaces[static_cast<size_t>(t1)]);
+		Face& f2(vFaces[static_cast<size_t>(t2)]);
+		f1.nb[0] = c;
+		f1.nb[1] = t2;
+		f1.nb[2] = b;
+		f2.nb[0] = d;
+		f2.nb[1] = a;
+		f2.nb[2] = t1;
+		for(int m = 0; m < 3; ++m)
+		{
+			if(vFaces[static_cast<size_t>(c)].nb[m] == t2) vFaces[static_cast<size_t>(c)].nb[m] = t1;
+			if(vFaces[static_cast<size_t>(a)].nb[m] == t1) vFaces[static_cast<size_t>(a)].nb[m] = t2;
+		}
+		vStack.push_back(t1);
+		vStack.push_back(t2);
+	}
 }
 
 bool PointHull::build()
