@@ -73,6 +73,29 @@ void hullPass(ConvexHull3& hull, const int32_t* pCorners, const Index* pNeighbor
 
 } // namespace
 
+bool ConvexHull3::throughMesh(const double* pXyz, int64_t numPoints)
+{
+	const std::vector<int32_t> vKept(hullCandidates(pXyz, numPoints));
+	std::vector<Point3> vPoints;
+	vPoints.reserve(vKept.size());
+	for(int32_t i : vKept) vPoints.emplace_back(pXyz[3 * i], pXyz[3 * i + 1], pXyz[3 * i + 2]);
+	Vorn_3D dt;
+	std::vector<Point3*> vHandles;
+	dt.insert(vPoints, vHandles);
+	if(!dt.is3D()) return false;
+	numberVertices(vHandles);
+	for(size_t i = 0; i < vHandles.size(); ++i)
+	{
+		const int first(vHandles[i]->getIndex());
+		if(static_cast<size_t>(first) != i) vDuplicates.insert(vDuplicates.end(), {vKept[i], vKept[static_cast<size_t>(first)]});
+	}
+	std::vector<Tet3*> vCells;
+	collectCells(dt, vCells, true);
+	compute(vCells);
+	for(int32_t& corner : vFacets) corner = vKept[static_cast<size_t>(corner)];
+	return true;
+}
+
 void ConvexHull3::compute(const std::vector<Tet3*>& vCells)
 {
 	FlatCells3 flat;

@@ -145,7 +145,9 @@ public:
 	/// an edge) is a corner of some of them. A point equal to another is
 	/// left out and listed in vDuplicates with the first kept point equal to
 	/// it. Returns false, with no facet, when the points do not span a solid
-	/// or a coordinate is not finite.
+	/// or a coordinate is not finite. Sets with a coordinate of magnitude
+	/// outside 2^-200 .. 2^200 (other than 0) are hulled through a
+	/// tetrahedralisation instead: the same answer, more slowly.
 	bool fromPoints(const double* pXyz, int64_t numPoints);
 
 	/// 3 per facet, counter-clockwise seen from outside (the right-hand
@@ -161,6 +163,11 @@ public:
 	std::vector<int32_t> vDuplicates;
 
 	int64_t numFacets() const { return static_cast<int64_t>(vFacets.size() / 3); }
+
+private:
+	/// fromPoints through a tetrahedralisation of the candidates, for
+	/// coordinates outside 2^-200 .. 2^200 in magnitude.
+	bool throughMesh(const double* pXyz, int64_t numPoints);
 };
 
 /// Positions in points (3 doubles each, n of them) of the points that may be

@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 namespace VORN3D {
 
@@ -127,7 +128,6 @@ private:
 	int32_t numPoints;
 	std::vector<int32_t> vNext, vConeByStart;
 	std::vector<int32_t> vFree, vDead, vWork, vRemoved, vNewFaces, vStack, vLastParts;
-	std::vector<std::pair<int32_t, int32_t>> vOnSurface;
 	struct SurfacePoint
 	{
 		int32_t face;
@@ -414,14 +414,6 @@ void PointHull::addApex(int32_t f)
 
 void PointHull::settleSurfacePoints()
 {
-	for(size_t f = 0; f < vFaces.size(); ++f)
-	{
-		Face& face(vFaces[f]);
-		if(!face.bAlive) continue;
-		for(int32_t q = face.waiting; q >= 0; q = vNext[static_cast<size_t>(q)])
-			vOnSurface.emplace_back(q, static_cast<int32_t>(f));
-		face.waiting = -1;
-	}
 	// Points of one face lie in one plane; along a Morton curve each is
 	// near the one before, where its walk starts.
 	double lo[3], hi[3];
@@ -432,25 +424,30 @@ void PointHull::settleSurfacePoints()
 			lo[k] = std::min(lo[k], point(i)[k]);
 			hi[k] = std::max(hi[k], point(i)[k]);
 		}
-	vSorted.clear();
-	for(const std::pair<int32_t, int32_t>& entry : vOnSurface)
-	{
+	const auto mortonKey = [&](const double* p) {
 		uint64_t key(0);
-		const double* p(point(entry.first));
 		for(int k = 0; k < 3; ++k)
 		{
-			// 21 bits per axis, interleaved.
-			const double extent(hi[k] - lo[k]);
-			const double scaled(extent > 0.0 ? (p[k] - lo[k]) / extent * 2097151.0 : 0.0);
-			uint64_t cell(static_cast<uint64_t>(std::min(std::max(scaled, 0.0), 2097151.0)));
+			// 21 bits per axis, interleaved; a range too wide to scale
+			// (inf or nan) puts everything in cell 0.
+			const double scaled((p[k] - lo[k]) / (hi[k] - lo[k]) * 2097151.0);
+			const uint64_t cell(scaled >= 2097151.0 ? 2097151u : scaled > 0.0 ? static_cast<uint64_t>(scaled) : 0u);
 			for(int bit = 0; bit < 21; ++bit) key |= ((cell >> bit) & 1u) << (3 * bit + k);
 		}
-		vSorted.push_back(SurfacePoint{entry.second, key, entry.first});
+		return key;
+	};
+	vSorted.clear();
+	for(size_t f = 0; f < vFaces.size(); ++f)
+	{
+		Face& face(vFaces[f]);
+		if(!face.bAlive) continue;
+		for(int32_t q = face.waiting; q >= 0; q = vNext[static_cast<size_t>(q)])
+			vSorted.push_back(SurfacePoint{static_cast<int32_t>(f), mortonKey(point(q)), q});
+		face.waiting = -1;
 	}
 	std::sort(vSorted.begin(), vSorted.end(), [](const SurfacePoint& a, const SurfacePoint& b) {
 		return a.face != b.face ? a.face < b.face : a.key < b.key;
 	});
-	vOnSurface.clear();
 	vLastParts.clear();
 	for(const SurfacePoint& entry : vSorted) insertOnSurface(entry.point, entry.face);
 	// Removed faces are reused only now, so that a removed hint still leads
@@ -602,8 +599,17 @@ bool ConvexHull3::fromPoints(const double* pXyz, int64_t numPoints)
 	vEquations.clear();
 	vDuplicates.clear();
 	volume = area = 0.0;
+	// The orientation signs are exact while no product of coordinate
+	// differences leaves the range of doubles; beyond 2^+-200 the hull
+	// comes from a tetrahedralisation, whose predicates cover every range.
+	bool bNarrow(true);
 	for(int64_t i = 0; i < 3 * numPoints; ++i)
-		if(!std::isfinite(pXyz[i])) return false;
+	{
+		const double magnitude(std::fabs(pXyz[i]));
+		if(!std::isfinite(magnitude)) return false;
+		bNarrow = bNarrow && (magnitude == 0.0 || (magnitude >= 0x1p-200 && magnitude <= 0x1p+200));
+	}
+	if(!bNarrow) return throughMesh(pXyz, numPoints);
 	// Only points that may be corners take part; equal ones once.
 	std::vector<int32_t> vKept(hullCandidates(pXyz, numPoints));
 	const auto at = [&](int32_t i) { return pXyz + 3 * static_cast<size_t>(i); };

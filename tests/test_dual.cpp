@@ -122,12 +122,22 @@ INSTANTIATE_TEST_SUITE_P(Kinds, Hull, ::testing::Values(0, 1, 2));
 
 // The hull of points alone, on sets full of ties: lattices and points on the
 // faces and edges of a cube or an octahedron (coplanar and collinear runs on
-// the surface, many of them repeated), integer points on a sphere. Oracles:
+// the surface, many of them repeated), integer points on a sphere, and two
+// of them scaled far out of the usual range of magnitudes. Oracles:
 // exact orientations of every point against every facet (each point not a
 // corner nor a duplicate strictly inside), the facets' adjacency, Euler's
 // formula and the hull of the tetrahedralisation's boundary facets.
 std::vector<Point3> awkwardPoints(int kind)
 {
+	if(kind >= 6)
+	{
+		// Faces of a cube at 2^300 and a lattice at 2^-300: beyond the
+		// range where products of differences stay doubles.
+		std::vector<Point3> v(awkwardPoints(kind == 6 ? 3 : 2));
+		const int e(kind == 6 ? 300 : -300);
+		for(Point3& p : v) p = Point3(std::ldexp(p.x(), e), std::ldexp(p.y(), e), std::ldexp(p.z(), e));
+		return v;
+	}
 	std::mt19937 rng(23 + kind);
 	std::uniform_int_distribution<int> coord(0, 8), pick(0, 5);
 	std::vector<Point3> v;
@@ -246,7 +256,7 @@ TEST_P(PointHull, EveryPointOnTheSurfaceIsACornerAndTheRestLieStrictlyInside)
 		}
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, PointHull, ::testing::Range(0, 6));
+INSTANTIATE_TEST_SUITE_P(Kinds, PointHull, ::testing::Range(0, 8));
 
 TEST(PointHull, SetsWithoutASolidGiveNoFacets)
 {
