@@ -36,26 +36,34 @@ int rationalSide(const FlatMesh3& mesh, const std::vector<double>& xyz, int64_t 
 
 } // namespace
 
-// The fourth point on the plane of the others (odd kinds: all four on a
-// line) up to rounding, or exactly (small integers times a power of two),
-// then moved by single ulps. Many must fool the plain determinant.
+// The fourth point on the plane of the others (kind 1: all four on a line)
+// up to rounding, or exactly (small integers times a power of two), or the
+// first three in a plane of constant coordinate and on a line in it up to
+// rounding, the fourth anywhere; then moved by single ulps. Many must fool
+// the plain determinant.
 TEST(ExactOrientation, AgreesWithRationalsOnNearlyFlatInput)
 {
 	std::mt19937 rng(7);
 	std::uniform_real_distribution<double> unit(-1.0, 1.0);
 	int numFlat(0), numFooled(0);
-	for(int trial = 0; trial < 6000; ++trial)
+	for(int trial = 0; trial < 8000; ++trial)
 	{
 		const double scale(std::ldexp(1.0, static_cast<int>(rng() % 60) - 30));
-		const int kind(trial % 3);
+		const int kind(trial % 4);
 		double p[4][3];
 		for(int j = 0; j < 3; ++j)
 			for(int k = 0; k < 3; ++k) p[j][k] = scale * (kind == 2 ? static_cast<double>(rng() % 2001) - 1000.0 : unit(rng));
 		const double s(unit(rng)), t(unit(rng)), r(unit(rng));
 		for(int k = 0; k < 3; ++k)
 		{
-			if(kind == 1) p[2][k] = p[0][k] + r * (p[1][k] - p[0][k]);
+			if(kind == 1 || kind == 3) p[2][k] = p[0][k] + r * (p[1][k] - p[0][k]);
 			p[3][k] = kind == 2 ? p[1][k] + p[2][k] - p[0][k] : p[0][k] + s * (p[1][k] - p[0][k]) + t * (p[2][k] - p[0][k]);
+		}
+		if(kind == 3)
+		{
+			const int axis(trial / 4 % 3);
+			p[1][axis] = p[2][axis] = p[0][axis];
+			p[3][axis] = p[0][axis] + scale * unit(rng);
 		}
 		double& moved(p[rng() % 4][rng() % 3]);
 		const int ulps(static_cast<int>(rng() % 3) - 1);
