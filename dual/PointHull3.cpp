@@ -46,6 +46,16 @@ struct Face
 	bool bAlive;
 };
 
+/// (q - p) x (r - p) in floating point, into n.
+void roundedNormal(const double* p, const double* q, const double* r, double* n)
+{
+	const double u[3] = {q[0] - p[0], q[1] - p[1], q[2] - p[2]};
+	const double w[3] = {r[0] - p[0], r[1] - p[1], r[2] - p[2]};
+	n[0] = u[1] * w[2] - u[2] * w[1];
+	n[1] = u[2] * w[0] - u[0] * w[2];
+	n[2] = u[0] * w[1] - u[1] * w[0];
+}
+
 /// Exact sign of the orientation of a, b, c projected onto the plane of the
 /// axes i and j: positive when they turn counter-clockwise there.
 int projectedOrientation(const double* a, const double* b, const double* c, int i, int j)
@@ -168,14 +178,7 @@ void PointHull::setCorners(int32_t f, int32_t a, int32_t b, int32_t c)
 	face.v[0] = a;
 	face.v[1] = b;
 	face.v[2] = c;
-	const double* pa(point(a));
-	const double* pb(point(b));
-	const double* pc(point(c));
-	const double u[3] = {pb[0] - pa[0], pb[1] - pa[1], pb[2] - pa[2]};
-	const double w[3] = {pc[0] - pa[0], pc[1] - pa[1], pc[2] - pa[2]};
-	face.normal[0] = u[1] * w[2] - u[2] * w[1];
-	face.normal[1] = u[2] * w[0] - u[0] * w[2];
-	face.normal[2] = u[0] * w[1] - u[1] * w[0];
+	roundedNormal(point(a), point(b), point(c), face.normal);
 }
 
 void PointHull::claim(int32_t f, int32_t q)
@@ -239,12 +242,8 @@ bool PointHull::startSimplex()
 			projectedOrientation(point(a), point(b), point(i), 2, 0) == 0;
 	};
 	const auto cross2 = [&](int32_t i) {
-		const double* p(point(a));
-		const double* q(point(b));
-		const double* r(point(i));
-		const double u[3] = {q[0] - p[0], q[1] - p[1], q[2] - p[2]};
-		const double w[3] = {r[0] - p[0], r[1] - p[1], r[2] - p[2]};
-		const double n[3] = {u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2], u[0] * w[1] - u[1] * w[0]};
+		double n[3];
+		roundedNormal(point(a), point(b), point(i), n);
 		return n[0] * n[0] + n[1] * n[1] + n[2] * n[2];
 	};
 	int32_t c(-1);
@@ -269,11 +268,8 @@ bool PointHull::startSimplex()
 	best = -1.0;
 	{
 		const double* p(point(a));
-		const double* q(point(b));
-		const double* r(point(c));
-		const double u[3] = {q[0] - p[0], q[1] - p[1], q[2] - p[2]};
-		const double w[3] = {r[0] - p[0], r[1] - p[1], r[2] - p[2]};
-		const double n[3] = {u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2], u[0] * w[1] - u[1] * w[0]};
+		double n[3];
+		roundedNormal(p, point(b), point(c), n);
 		for(int32_t i = 0; i < numPoints; ++i)
 		{
 			const double* s(point(i));
