@@ -128,6 +128,9 @@ private:
 	void coneOver(int32_t apex, uint64_t removedMark, bool bInPlane);
 	void addApex(int32_t f);
 	void insertOnSurface(int32_t q, int32_t hint);
+	/// Axes i, j of a projection that keeps face f a triangle, and the sign
+	/// of its orientation there (0 only for a face without area).
+	int projection(int32_t f, int& i, int& j) const;
 	/// Flips the edges opposite q of vNewFaces, and those they lead to,
 	/// towards the planes' Delaunay triangulations.
 	void flipAround(int32_t q);
@@ -466,16 +469,8 @@ void PointHull::insertOnSurface(int32_t q, int32_t hint)
 	// to, across an edge that q lies beyond (chosen at random among them,
 	// so that the walk cannot cycle). The triangles of the plane tile a
 	// convex polygon that holds q, so the walk stays in it.
-	int i(0), j(1), turn(0);
-	{
-		const Face& face(vFaces[static_cast<size_t>(t)]);
-		for(int axis = 2; axis >= 0 && turn == 0; --axis)
-		{
-			i = (axis + 1) % 3;
-			j = (axis + 2) % 3;
-			turn = projectedOrientation(point(face.v[0]), point(face.v[1]), point(face.v[2]), i, j);
-		}
-	}
+	int i, j;
+	const int turn(projection(t, i, j));
 	int aSide[3];
 	for(int32_t steps = 0;; ++steps)
 	{
@@ -516,6 +511,25 @@ void PointHull::insertOnSurface(int32_t q, int32_t hint)
 	flipAround(q);
 }
 
+int PointHull::projection(int32_t f, int& i, int& j) const
+{
+	// Along the normal's largest component the projection distorts least;
+	// the exact sign decides, and another axis serves if rounding misled.
+	const Face& face(vFaces[static_cast<size_t>(f)]);
+	const double* n(face.normal);
+	const int largest(std::fabs(n[0]) >= std::fabs(n[1]) ? (std::fabs(n[0]) >= std::fabs(n[2]) ? 0 : 2)
+													   : (std::fabs(n[1]) >= std::fabs(n[2]) ? 1 : 2));
+	for(int step = 0; step < 3; ++step)
+	{
+		const int axis((largest + step) % 3);
+		i = (axis + 1) % 3;
+		j = (axis + 2) % 3;
+		const int turn(projectedOrientation(point(face.v[0]), point(face.v[1]), point(face.v[2]), i, j));
+		if(turn != 0) return turn;
+	}
+	return 0;
+}
+
 void PointHull::flipAround(int32_t q)
 {
 	// Lawson's flips, restricted to pairs of triangles in one plane: each
@@ -538,16 +552,8 @@ void PointHull::flipAround(int32_t q)
 		while(second.v[k] == x || second.v[k] == y) ++k;
 		const int32_t r(second.v[k]), c(second.nb[(k + 1) % 3]), d(second.nb[(k + 2) % 3]);
 		if(orientation(t1, r) != 0) continue;
-		int i(0), j(1);
-		for(int axis = 0; axis < 3; ++axis)
-			if(std::fabs(first.normal[axis]) >= std::fabs(first.normal[0]) &&
-				std::fabs(first.normal[axis]) >= std::fabs(first.normal[1]) &&
-				std::fabs(first.normal[axis]) >= std::fabs(first.normal[2]))
-			{
-				i = (axis + 1) % 3;
-				j = (axis + 2) % 3;
-			}
-		const int turn(projectedOrientation(point(q), point(x), point(y), i, j));
+		int i, j;
+		const int turn(projection(t1, i, j));
 		// r beyond x - y and inside the circle: q r crosses x - y inside the
 		// disc, so q, x, r, y bound a convex quadrilateral and both new
 		// triangles turn the right way.

@@ -2,7 +2,6 @@
 #include "vorn3d_dual.h"
 
 #include <Dual3.h>
-#include <vorn3d/Vorn_3D.h>
 
 #include <pybind11/numpy.h>
 
