@@ -181,22 +181,141 @@ void prefetchAhead(const std::vector<Tet3*>& vQueue, size_t b, int numCorners)
 
 } // namespace
 
-/// Local cells straight from the mesh, numbered 0..m-1 (custom index) in
-/// the order of their rows. Each cell is read twice: once by a breadth-first
-/// search, which also names it (custom index -1 - its place in the search)
-/// and finds the box of its first corner, then once more in the search's
-/// order to write its row, where a neighbour's row follows from its name
-/// without a further pass over the cells.
+namespace {
+
+/// Cells found but not yet written, in one first-in first-out list per box
+/// of the grid: vCells holds them in the order found, vNext links each to
+/// the next of its box (-1 at the end). The custom index of a listed cell
+/// is -1 and its visited flag is set.
+class BoxLists
+{
+public:
+	BoxLists(const MortonGrid& grid_, size_t guess) :
+		grid(grid_), vHead(grid_.numBoxes(), -1), vTail(grid_.numBoxes(), -1)
+	{
+		flat::reserveLarge(vCells, guess);
+		flat::reserveLarge(vNext, guess);
+	}
+
+	size_t numFound() const { return vCells.size(); }
+
+	/// Lists pTet in the box of its first corner.
+	void add(Tet3* pTet)
+	{
+		if(vCells.size() == static_cast<size_t>(std::numeric_limits<int32_t>::max()))
+		{
+			for(Tet3* p : vCells) p->hasBeenVisited = false;
+			throw std::invalid_argument("Voronoi3::compute(): more cells than 32-bit vertex numbers can name");
+		}
+		const Point3* p(pTet->getCorner(0));
+		const uint32_t box(grid.box(p->x(), p->y(), p->z()));
+		const int32_t k(static_cast<int32_t>(vCells.size()));
+		pTet->hasBeenVisited = true;
+		pTet->setCustomIndex(-1);
+		vCells.push_back(pTet);
+		vNext.push_back(-1);
+		if(vTail[box] >= 0)
+			vNext[static_cast<size_t>(vTail[box])] = k;
+		else
+			vHead[box] = k;
+		vTail[box] = k;
+	}
+
+	/// Takes the first cell of a box; null where the box has none.
+	Tet3* take(uint32_t box)
+	{
+		const int32_t k(vHead[box]);
+		if(k < 0) return nullptr;
+		vHead[box] = vNext[static_cast<size_t>(k)];
+		if(vHead[box] < 0) vTail[box] = -1;
+		return vCells[static_cast<size_t>(k)];
+	}
+
+	const MortonGrid& grid;
+
+private:
+	std::vector<Tet3*> vCells;
+	std::vector<int32_t> vNext, vHead, vTail;
+};
+
+/// Up to 16 cells taken from a box ahead of their turn, so that their
+/// memory can be asked for in time: a cell when it is taken, its
+/// neighbours and corners 8 turns before its own, the local numbers of
+/// its corners 4 turns before.
+class TakeAhead
+{
+public:
+	TakeAhead(BoxLists& lists_, const std::vector<int32_t>& vLocalOf_) : lists(lists_), vLocalOf(vLocalOf_) {}
+
+	/// The next cell of the box, or null once it has none.
+	Tet3* next(uint32_t box)
+	{
+		while(numHeld < 16)
+		{
+			Tet3* pTet(lists.take(box));
+			if(pTet == nullptr) break;
+			prefetch(pTet);
+			aHeld[(first + numHeld++) & 15] = pTet;
+		}
+		if(numHeld == 0) return nullptr;
+		Tet3* pTet(aHeld[first]);
+		first = (first + 1) & 15;
+		--numHeld;
+		if(numHeld > 8)
+		{
+			const Tet3* pAhead(aHeld[(first + 7) & 15]);
+			for(int i = 0; i < 4; ++i)
+			{
+				const Tet3* pOpp(pAhead->getOppTet(i));
+				if(pOpp != nullptr)
+				{
+					prefetch(pOpp);
+					prefetch(reinterpret_cast<const char*>(pOpp + 1) - 1);
+				}
+				prefetch(pAhead->getCorner(i));
+			}
+		}
+		if(numHeld > 4)
+		{
+			const Tet3* pAhead(aHeld[(first + 3) & 15]);
+			for(int i = 0; i < 4; ++i) prefetch(&vLocalOf[static_cast<size_t>(pAhead->getCorner(i)->getIndex())]);
+		}
+		return pTet;
+	}
+
+private:
+	static void prefetch(const void* p)
+	{
+#if defined(__GNUC__)
+		__builtin_prefetch(p);
+#else
+		(void)p;
+#endif
+	}
+	BoxLists& lists;
+	const std::vector<int32_t>& vLocalOf;
+	Tet3* aHeld[16];
+	int first = 0, numHeld = 0;
+};
+
+} // namespace
+
+/// Local cells straight from the mesh, each read once, numbered 0..m-1
+/// (custom index) in the order of their rows. A flood from the cell of the
+/// first box writes the cells box by box along the Morton curve: a cell is
+/// listed in the box of its first corner when a neighbour finds it, and
+/// written, with its number, when its box comes. A neighbour written
+/// before gives its row at once and gets this cell's in return; one not yet
+/// written gets it when it is. The visited flags mark the cells listed;
+/// each is cleared when the last neighbour of its cell is written.
 void localFromDt(const Vorn_3D& dt, int32_t numPoints, LocalCells& local)
 {
 	std::vector<Point3*> vVertices;
 	dt.getVertices(vVertices);
-	Tet3* pStart(nullptr);
 	double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL}, hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
 	for(const Point3* p : vVertices)
 	{
 		if(p->getOneTet() == nullptr) continue;
-		if(pStart == nullptr) pStart = p->getOneTet();
 		const double c[3] = {p->x(), p->y(), p->z()};
 		for(int k = 0; k < 3; ++k)
 		{
@@ -204,62 +323,69 @@ void localFromDt(const Vorn_3D& dt, int32_t numPoints, LocalCells& local)
 			hi[k] = std::max(hi[k], c[k]);
 		}
 	}
-	if(pStart == nullptr) return;
 	// A tetrahedralisation has about 6.7 cells per vertex.
 	const size_t guess(7 * vVertices.size() + 16);
 	const MortonGrid grid(guess, lo, hi);
-	std::vector<Tet3*> vQueue;
-	std::vector<uint32_t> vBox;
-	flat::reserveLarge(vQueue, guess);
-	flat::reserveLarge(vBox, guess);
-	const auto discover = [&vQueue](Tet3* pTet) {
-		pTet->hasBeenVisited = true;
-		pTet->setCustomIndex(-1 - static_cast<int>(std::min<size_t>(vQueue.size(), std::numeric_limits<int32_t>::max() - 1)));
-		vQueue.push_back(pTet);
-	};
-	discover(pStart);
-	for(size_t b = 0; b < vQueue.size(); ++b)
+	Tet3* pStart(nullptr);
+	uint32_t startBox(0);
+	for(const Point3* p : vVertices)
 	{
-		prefetchAhead(vQueue, b, 1);
-		const Tet3* pTet(vQueue[b]);
-		const Point3* p(pTet->getCorner(0));
-		vBox.push_back(grid.box(p->x(), p->y(), p->z()));
-		for(int i = 0; i < 4; ++i)
+		if(p->getOneTet() == nullptr) continue;
+		const uint32_t box(grid.box(p->x(), p->y(), p->z()));
+		if(pStart == nullptr || box < startBox)
 		{
-			Tet3* pOpp(pTet->getOppTet(i));
-			if(pOpp != nullptr && !pOpp->hasBeenVisited) discover(pOpp);
+			pStart = p->getOneTet();
+			startBox = box;
 		}
 	}
-	const size_t m(vQueue.size());
-	if(m > static_cast<size_t>(std::numeric_limits<int32_t>::max()))
-	{
-		for(Tet3* pTet : vQueue) pTet->hasBeenVisited = false;
-		throw std::invalid_argument("Voronoi3::compute(): more cells than 32-bit vertex numbers can name");
-	}
-	sortByBox(grid, vBox);
-	const std::vector<uint32_t>& vRowOf(vBox);
-	std::vector<int32_t> vLocalOf(local.reserve(m, numPoints));
-	local.vRows.resize(8 * m);
-	for(size_t b = 0; b < m; ++b)
-	{
-		prefetchAhead(vQueue, b, 4);
-		Tet3* pTet(vQueue[b]);
-		const int32_t row(static_cast<int32_t>(vRowOf[b]));
-		int32_t* pRow(&local.vRows[8 * static_cast<size_t>(row)]);
-		for(int i = 0; i < 4; ++i)
-		{
-			const Point3* p(pTet->getCorner(i));
-			const double aXyz[3] = {p->x(), p->y(), p->z()};
-			pRow[i] = local.localPoint(vLocalOf, p->getIndex(), aXyz);
-			// A neighbour not written yet still carries its name from the
-			// search; one written before carries its row.
-			const Tet3* pOpp(pTet->getOppTet(i));
-			const int name(pOpp != nullptr ? pOpp->getCustomIndex() : 0);
-			pRow[4 + i] = pOpp == nullptr ? -1 : name >= 0 ? name : static_cast<int32_t>(vRowOf[static_cast<size_t>(-1 - name)]);
-		}
-		pTet->setCustomIndex(row);
-		pTet->hasBeenVisited = false;
-	}
+	if(pStart == nullptr) return;
+	std::vector<int32_t> vLocalOf(local.reserve(guess, numPoints));
+	BoxLists lists(grid, guess);
+	TakeAhead ahead(lists, vLocalOf);
+	lists.add(pStart);
+	int32_t numRows(0);
+	// Cells found in a box after its turn wait for another round.
+	while(static_cast<size_t>(numRows) < lists.numFound())
+		for(uint32_t box = 0; box < grid.numBoxes(); ++box)
+			while(Tet3* pTet = ahead.next(box))
+			{
+				const int32_t row(numRows++);
+				pTet->setCustomIndex(row);
+				int32_t aRow[8];
+				for(int i = 0; i < 4; ++i)
+				{
+					const Point3* p(pTet->getCorner(i));
+					const double aXyz[3] = {p->x(), p->y(), p->z()};
+					aRow[i] = local.localPoint(vLocalOf, p->getIndex(), aXyz);
+				}
+				bool bComplete(true);
+				for(int i = 0; i < 4; ++i)
+				{
+					Tet3* pOpp(pTet->getOppTet(i));
+					aRow[4 + i] = -1;
+					if(pOpp == nullptr) continue;
+					if(!pOpp->hasBeenVisited)
+						lists.add(pOpp);
+					else if(pOpp->getCustomIndex() >= 0)
+					{
+						// Written before: it names this cell across its corner
+						// that is none of this cell's.
+						const int32_t opp(pOpp->getCustomIndex());
+						int32_t* pOther(&local.vRows[8 * static_cast<size_t>(opp)]);
+						int j(0);
+						while(j < 3 && (pOther[j] == aRow[0] || pOther[j] == aRow[1] || pOther[j] == aRow[2] || pOther[j] == aRow[3])) ++j;
+						pOther[4 + j] = row;
+						aRow[4 + i] = opp;
+						if(pOther[4] != -2 && pOther[5] != -2 && pOther[6] != -2 && pOther[7] != -2)
+							pOpp->hasBeenVisited = false;
+						continue;
+					}
+					aRow[4 + i] = -2;
+					bComplete = false;
+				}
+				local.vRows.insert(local.vRows.end(), aRow, aRow + 8);
+				if(bComplete) pTet->hasBeenVisited = false;
+			}
 }
 
 namespace {

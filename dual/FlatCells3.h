@@ -15,23 +15,22 @@ namespace VORN3D {
 
 namespace flat {
 
-/// Reserves room for n elements and, where the system offers it, asks for
-/// that room to be backed by 2 MiB pages. The dual's arrays run to hundreds
-/// of megabytes that are written once: with 4 KiB pages, faulting them in
-/// costs as much as computing their contents.
+/// Reserves room for n elements and, where the system offers it, has that
+/// room mapped at once: the dual's arrays run to hundreds of megabytes that
+/// are written once, and mapping them in one call costs less than a fault
+/// on every page. (Large pages were tried: on virtual machines the first
+/// touch of a large page costs several times the small pages' price.)
 template<class T>
 void reserveLarge(std::vector<T>& v, size_t n)
 {
 	v.reserve(n);
-#if defined(MADV_HUGEPAGE)
-	const uintptr_t huge(uintptr_t(1) << 21);
-	const uintptr_t begin((reinterpret_cast<uintptr_t>(v.data() + v.size()) + huge - 1) & ~(huge - 1));
-	const uintptr_t end(reinterpret_cast<uintptr_t>(v.data() + v.capacity()) & ~(huge - 1));
-	// Only advice: where it is refused the pages are small, nothing else.
-	if(end > begin) static_cast<void>(madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE));
 #if defined(MADV_POPULATE_WRITE)
-	if(end > begin) static_cast<void>(madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE));
-#endif
+	const uintptr_t page(4096);
+	const uintptr_t begin((reinterpret_cast<uintptr_t>(v.data() + v.size()) + page - 1) & ~(page - 1));
+	const uintptr_t end(reinterpret_cast<uintptr_t>(v.data() + v.capacity()) & ~(page - 1));
+	// Only advice: where it is refused the pages come with the first writes.
+	if(end > begin + (uintptr_t(1) << 20))
+		static_cast<void>(madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE));
 #endif
 }
 
