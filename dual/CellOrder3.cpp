@@ -16,14 +16,17 @@ namespace VORN3D {
 namespace {
 
 /// Boxes of a grid over a bounding box, numbered along a Morton curve, for
-/// about 512 items per box. A box's few hundred cells are a few tens of
-/// kilobytes, which stay in the cache while the box is worked through.
+/// about perBox items per box. Cells in any order within a box want small
+/// boxes: a few hundred cells are a few tens of kilobytes, which stay in
+/// the cache while the box is worked through. Cells in the order of a
+/// flood within each box do well with boxes of some ten thousand: under a
+/// megabyte of rows and centres, and few rings cross into the next boxes.
 class MortonGrid
 {
 public:
-	MortonGrid(size_t numItems, const double lo[3], const double hi[3])
+	MortonGrid(size_t numItems, const double lo[3], const double hi[3], double perBox = 512.0)
 	{
-		const double boxes(std::max(1.0, static_cast<double>(numItems) / 512.0));
+		const double boxes(std::max(1.0, static_cast<double>(numItems) / perBox));
 		bits = std::min(10, std::max(1, static_cast<int>(std::lround(std::log2(boxes) / 3.0))));
 		for(int k = 0; k < 3; ++k)
 		{
@@ -325,7 +328,7 @@ void localFromDt(const Vorn_3D& dt, int32_t numPoints, LocalCells& local)
 	}
 	// A tetrahedralisation has about 6.7 cells per vertex.
 	const size_t guess(7 * vVertices.size() + 16);
-	const MortonGrid grid(guess, lo, hi);
+	const MortonGrid grid(guess, lo, hi, 32768.0);
 	Tet3* pStart(nullptr);
 	uint32_t startBox(0);
 	for(const Point3* p : vVertices)
