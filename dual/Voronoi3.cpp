@@ -143,7 +143,14 @@ void voronoiPass(Voronoi3& out, const flat::LocalCells& local)
 			const size_t first(vRing.size());
 			vRing.push_back(static_cast<int32_t>(k));
 			// Forward from this cell until the ring closes or meets the hull.
+			// The polygon lies in the bisector plane of s and t: its area is
+			// half the length of the summed cross products along the edge's
+			// direction. They are summed on the way, the centres' loads
+			// overlapping the walk's.
 			flat::EdgeWalk<int32_t, 8> walk{pCorners, pNeighbors, s, t, c[off1], static_cast<int64_t>(k), off0};
+			const double* c0(pCentres + 3 * k);
+			double sum[3] = {0.0, 0.0, 0.0};
+			double prev[3] = {0.0, 0.0, 0.0};
 			bool bOpen(false);
 			for(;;)
 			{
@@ -155,6 +162,14 @@ void voronoiPass(Voronoi3& out, const flat::LocalCells& local)
 				if(walk.cur == static_cast<int64_t>(k)) break;
 				vDone[static_cast<size_t>(walk.cur)] |= static_cast<unsigned char>(1u << walk.edge);
 				vRing.push_back(static_cast<int32_t>(walk.cur));
+				const double* pC(pCentres + 3 * static_cast<size_t>(walk.cur));
+				const double d[3] = {pC[0] - c0[0], pC[1] - c0[1], pC[2] - c0[2]};
+				sum[0] += prev[1] * d[2] - prev[2] * d[1];
+				sum[1] += prev[2] * d[0] - prev[0] * d[2];
+				sum[2] += prev[0] * d[1] - prev[1] * d[0];
+				prev[0] = d[0];
+				prev[1] = d[1];
+				prev[2] = d[2];
 			}
 			if(bOpen)
 			{
@@ -184,27 +199,11 @@ void voronoiPass(Voronoi3& out, const flat::LocalCells& local)
 				vVolumes[static_cast<size_t>(t)] = inf;
 				continue;
 			}
-			// The polygon lies in the bisector plane of s and t: its area is
-			// half the length of the summed cross products along the edge's
-			// direction, and it is the base of two pyramids of height |st|/2.
+			// The polygon is the base of two pyramids of height |st|/2.
 			const double* pS(pXyz + 3 * static_cast<size_t>(s));
 			const double* pT(pXyz + 3 * static_cast<size_t>(t));
 			const double u[3] = {pT[0] - pS[0], pT[1] - pS[1], pT[2] - pS[2]};
 			const double len(std::sqrt(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]));
-			const double* c0(pCentres + 3 * static_cast<size_t>(vRing[first]));
-			double sum[3] = {0.0, 0.0, 0.0};
-			double prev[3] = {0.0, 0.0, 0.0};
-			for(size_t i = first + 1; i < vRing.size(); ++i)
-			{
-				const double* pC(pCentres + 3 * static_cast<size_t>(vRing[i]));
-				const double d[3] = {pC[0] - c0[0], pC[1] - c0[1], pC[2] - c0[2]};
-				sum[0] += prev[1] * d[2] - prev[2] * d[1];
-				sum[1] += prev[2] * d[0] - prev[0] * d[2];
-				sum[2] += prev[0] * d[1] - prev[1] * d[0];
-				prev[0] = d[0];
-				prev[1] = d[1];
-				prev[2] = d[2];
-			}
 			const double area(0.5 * std::fabs(sum[0] * u[0] + sum[1] * u[1] + sum[2] * u[2]) / len);
 			if(pOrder != nullptr)
 				for(size_t i = first; i < vRing.size(); ++i) vRing[i] = pOrder[vRing[i]];
