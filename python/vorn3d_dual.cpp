@@ -60,6 +60,35 @@ void DualArrays::computeVoronoi(const int32_t* pCorners, const Index* pNeighbors
 	pData->pVoronoi->compute(pCorners, pNeighbors, numCells, pXyz, numPoints);
 }
 
+void DualArrays::dropWedges()
+{
+	Voronoi3& v(*pData->pVoronoi);
+	const size_t numRidges(v.vRidgeAreas.size());
+	size_t numKept(0);
+	int64_t begin(0);
+	for(size_t r = 0; r < numRidges; ++r)
+	{
+		const int64_t end(v.vRidgeStart[r + 1]);
+		if(end - begin >= 3)
+		{
+			const int64_t to(v.vRidgeStart[numKept]);
+			if(to != begin)
+			{
+				std::copy(v.vRidgeVertices.begin() + begin, v.vRidgeVertices.begin() + end, v.vRidgeVertices.begin() + to);
+				v.vRidgePoints[2 * numKept] = v.vRidgePoints[2 * r];
+				v.vRidgePoints[2 * numKept + 1] = v.vRidgePoints[2 * r + 1];
+				v.vRidgeAreas[numKept] = v.vRidgeAreas[r];
+			}
+			v.vRidgeStart[++numKept] = to + (end - begin);
+		}
+		begin = end;
+	}
+	v.vRidgeVertices.resize(static_cast<size_t>(v.vRidgeStart[numKept]));
+	v.vRidgeStart.resize(numKept + 1);
+	v.vRidgePoints.resize(2 * numKept);
+	v.vRidgeAreas.resize(numKept);
+}
+
 void DualArrays::computeConvexHull(const double* points, int64_t n)
 {
 	pData->bHullOfPoints = true;
@@ -155,7 +184,7 @@ using PointArray = py::array_t<double, py::array::c_style | py::array::forcecast
 /// Delaunay object, without its mesh; see DualArrays::take for the names.
 template<class Index>
 py::dict voronoiFromArrays(const CornerArray& simplices, const py::array_t<Index, py::array::c_style>& neighbors,
-	const PointArray& points)
+	const PointArray& points, bool bDropWedges)
 {
 	if(simplices.ndim() != 2 || simplices.shape(1) != 4 || neighbors.ndim() != 2 || neighbors.shape(1) != 4 ||
 		neighbors.shape(0) != simplices.shape(0))
@@ -174,7 +203,11 @@ py::dict voronoiFromArrays(const CornerArray& simplices, const py::array_t<Index
 		// arrays; the rest of a tetrahedralisation's structure is trusted.
 		for(int64_t j = 0; j < 4 * numCells; ++j)
 			bInRange &= pCorners[j] >= 0 && pCorners[j] < numPoints && pNeighbors[j] >= -1 && pNeighbors[j] < numCells;
-		if(bInRange) arrays.computeVoronoi(pCorners, pNeighbors, numCells, points.data(), numPoints);
+		if(bInRange)
+		{
+			arrays.computeVoronoi(pCorners, pNeighbors, numCells, points.data(), numPoints);
+			if(bDropWedges) arrays.dropWedges();
+		}
 	}
 	if(!bInRange) throw py::value_error("simplices must name points, and neighbors cells or -1");
 	return arrays.take();
@@ -185,9 +218,11 @@ py::dict voronoiFromArrays(const CornerArray& simplices, const py::array_t<Index
 void bindDual(py::module_& m)
 {
 	m.def("voronoi_arrays", &voronoiFromArrays<int32_t>, py::arg("simplices"), py::arg("neighbors"), py::arg("points"),
-		"Voronoi cells (dict of arrays) of the tetrahedralisation with these simplices, neighbors (int32) and points.");
+		py::arg("drop_wedges") = false,
+		"Voronoi cells (dict of arrays) of the tetrahedralisation with these simplices, neighbors (int32) and points; "
+		"with drop_wedges, without the ridges of fewer than three vertices (-1 and one more).");
 	m.def("voronoi_arrays", &voronoiFromArrays<int64_t>, py::arg("simplices"), py::arg("neighbors"), py::arg("points"),
-		"The same with int64 neighbors.");
+		py::arg("drop_wedges") = false, "The same with int64 neighbors.");
 	m.def("csr_lists", &csrLists, py::arg("start"), py::arg("values"),
 		"The rows values[start[i]:start[i + 1]] as a list of lists of int.");
 }

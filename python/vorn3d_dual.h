@@ -29,6 +29,10 @@ public:
 	template<class Index>
 	void computeVoronoi(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
 		int32_t numPoints);
+	/// Drops the ridges listed with fewer than three vertices (the vertex
+	/// at infinity and one more: a wedge along a hull edge that one cell
+	/// touches), which scipy does not list; in place, in order.
+	void dropWedges();
 	/// The convex hull of n points (3 doubles each), without a Triangulation
 	/// (ConvexHull3::fromPoints). Facets name input positions; a point equal
 	/// to an earlier kept one is listed with it under "duplicates".

@@ -138,19 +138,13 @@ class Voronoi:
         self.delaunay = _delaunay(points, workers)
         self.furthest_site = False
         # From the arrays the Delaunay object holds: no walk through the mesh.
-        arrays = voronoi_arrays(self.delaunay.simplices, self.delaunay.neighbors, self.delaunay.points)
-        self.vertices = arrays["vertices"]
-        start, ridge_vertices = arrays["ridge_start"], arrays["ridge_vertices"]
         # An unbounded ridge with one finite vertex (a wedge along a hull
         # edge with a single cell) is not listed, as scipy lists none.
-        length = np.diff(start)
-        listed = length >= 3
-        self.ridge_points = arrays["ridge_points"][listed]
-        self.ridge_areas = arrays["ridge_areas"][listed]
-        if not listed.all():
-            ridge_vertices = ridge_vertices[np.repeat(listed, length)]
-            start = np.concatenate([[0], np.cumsum(length[listed])])
-        self._ridge_start, self._ridge_vertices = start, ridge_vertices
+        arrays = voronoi_arrays(self.delaunay.simplices, self.delaunay.neighbors, self.delaunay.points, drop_wedges=True)
+        self.vertices = arrays["vertices"]
+        self.ridge_points = arrays["ridge_points"]
+        self.ridge_areas = arrays["ridge_areas"]
+        self._ridge_start, self._ridge_vertices = arrays["ridge_start"], arrays["ridge_vertices"]
         representative = self.delaunay._representative
         self.point_region = representative.astype(np.intp)
         self.volumes = arrays["volumes"][representative]

@@ -74,6 +74,21 @@ def test_voronoi_arrays_take_int64_neighbors_and_refuse_bad_numbers():
     small = voronoi_arrays(d.simplices, d.neighbors, d.points)
     wide = voronoi_arrays(d.simplices, d.neighbors.astype(np.int64), d.points)
     assert small.keys() == wide.keys() and all(np.array_equal(small[k], wide[k]) for k in small)
+    # A ridge of fewer than three vertices (-1 and one) is a wedge along a
+    # hull edge of a single cell: every edge of a lone tetrahedron, and
+    # some on the hull of the gaussian set.
+    for points in [GENERAL["gaussian"], np.eye(4, 3)]:
+        t = vorn3d.Delaunay(points)
+        raw = voronoi_arrays(t.simplices, t.neighbors, t.points)
+        kept = voronoi_arrays(t.simplices, t.neighbors, t.points, drop_wedges=True)
+        length = np.diff(raw["ridge_start"])
+        listed = length >= 3
+        assert not listed.all()
+        assert np.array_equal(kept["ridge_points"], raw["ridge_points"][listed])
+        assert np.array_equal(kept["ridge_areas"], raw["ridge_areas"][listed])
+        assert np.array_equal(kept["ridge_vertices"], raw["ridge_vertices"][np.repeat(listed, length)])
+        assert np.array_equal(kept["ridge_start"], np.concatenate([[0], np.cumsum(length[listed])]))
+        assert np.array_equal(kept["volumes"], raw["volumes"]) and np.array_equal(kept["vertices"], raw["vertices"])
     bad = d.neighbors.astype(np.int64)
     bad[0, 0] = len(bad)
     with pytest.raises(ValueError, match="simplices must name points, and neighbors cells or -1"):
