@@ -82,6 +82,11 @@ public:
 	/// Voronoi vertex k is the circumcentre of the cell numbered k. Vertices
 	/// carry Point3 indices as above; the visited flags are left false.
 	void compute(const Vorn_3D& dt, int32_t numPoints);
+	/// The same, and the cells in that numbering as flat arrays: cell k of
+	/// cells is the cell numbered k, with its corners and neighbours as
+	/// compute(corners, neighbors, ...) takes them and vXyz by Point3 index
+	/// (0 for an index no corner has). One read of the mesh gives both.
+	void compute(const Vorn_3D& dt, int32_t numPoints, FlatCells3& cells);
 	/// The same from flat arrays (see FlatCells3): numCells cells with
 	/// corners in [0, numPoints) and neighbours as int64 or int32 numbers.
 	/// Voronoi vertex k is the circumcentre of cell k. The cells may come in

@@ -232,6 +232,29 @@ void Voronoi3::compute(const Vorn_3D& dt, int32_t numPoints_)
 	voronoiPass(*this, local);
 }
 
+void Voronoi3::compute(const Vorn_3D& dt, int32_t numPoints_, FlatCells3& cells)
+{
+	numPoints = numPoints_;
+	flat::LocalCells local;
+	flat::localFromDt(dt, numPoints, local);
+	const size_t m(local.numRows());
+	cells.vCorners.clear();
+	cells.vNeighbors.clear();
+	flat::reserveLarge(cells.vCorners, 4 * m);
+	flat::reserveLarge(cells.vNeighbors, 4 * m);
+	const int32_t* pNumber(local.vPointNumber.data());
+	for(size_t k = 0; k < m; ++k)
+	{
+		const int32_t* pRow(&local.vRows[8 * k]);
+		for(int i = 0; i < 4; ++i) cells.vCorners.push_back(pNumber[pRow[i]]);
+		cells.vNeighbors.insert(cells.vNeighbors.end(), pRow + 4, pRow + 8);
+	}
+	cells.vXyz.assign(3 * static_cast<size_t>(std::max(numPoints, int32_t(0))), 0.0);
+	for(size_t p = 0; p < local.vPointNumber.size(); ++p)
+		std::copy(&local.vXyz[3 * p], &local.vXyz[3 * p] + 3, &cells.vXyz[3 * static_cast<size_t>(pNumber[p])]);
+	voronoiPass(*this, local);
+}
+
 void Voronoi3::compute(const std::vector<Tet3*>& vCells, int32_t numPoints_)
 {
 	numPoints = numPoints_;

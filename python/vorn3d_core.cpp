@@ -12,6 +12,8 @@
 
 #include "vorn3d_dual.h"
 
+#include <Dual3.h>
+
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
@@ -162,8 +164,11 @@ public:
 	/// input index of the vertex that stands for it, then the whole mesh,
 	/// cells positively oriented, neighbour i across the facet opposite
 	/// corner i (-1 on the hull). Cell numbers are int64 when there are more
-	/// cells than int32 can number.
-	py::tuple insert(const PointArray& points)
+	/// cells than int32 can number. With bVoronoi a fourth item follows: the
+	/// Voronoi cells as voronoi_arrays gives them with drop_wedges, read from
+	/// the mesh together with the cells (which then come in a spatial
+	/// order), or None where the mesh has no cell or needs int64 numbers.
+	py::tuple insert(const PointArray& points, bool bVoronoi)
 	{
 		requireRows(points, "points");
 		const size_t n(static_cast<size_t>(points.shape(0)));
@@ -189,12 +194,37 @@ public:
 			}
 		});
 		numPoints += static_cast<int32_t>(n);
+		std::vector<Tet3*>().swap(vWideCells);
+		if(bVoronoi && pDt->is3D())
+		{
+			vorn3d_python::DualArrays arrays;
+			FlatCells3 cells;
+			bool bNarrow(false);
+			callLibrary(bVerbose, [&] {
+				try
+				{
+					arrays.computeVoronoi(*pDt, numPoints, cells);
+					bNarrow = static_cast<int64_t>(cells.vCorners.size() / 4) - 1 <= int32Limit;
+				}
+				catch(const std::invalid_argument&)
+				{
+					// More cells than int32 numbers: exported below.
+				}
+				if(bNarrow) arrays.dropWedges();
+			});
+			if(bNarrow)
+			{
+				const py::ssize_t numCells(static_cast<py::ssize_t>(cells.vCorners.size() / 4));
+				return py::make_tuple(toNumpy(std::move(vRepresentative), {static_cast<py::ssize_t>(n)}),
+					toNumpy(std::move(cells.vCorners), {numCells, 4}), toNumpy(std::move(cells.vNeighbors), {numCells, 4}),
+					arrays.take());
+			}
+		}
 		std::vector<Tet3*> vTets;
 		if(pDt->is3D()) callLibrary(bVerbose, [&] { pDt->getTetrahedra(vTets); });
 		const size_t numCells(vTets.size());
 		// Cells are numbered through their custom index while an int holds
 		// every number; beyond that in address order, found by bisection.
-		std::vector<Tet3*>().swap(vWideCells);
 		if(static_cast<int64_t>(numCells) - 1 > int32Limit)
 		{
 			std::sort(vTets.begin(), vTets.end());
@@ -218,8 +248,10 @@ public:
 			}
 			return toNumpy(std::move(vNeighbors), {static_cast<py::ssize_t>(numCells), 4});
 		}));
-		return py::make_tuple(toNumpy(std::move(vRepresentative), {static_cast<py::ssize_t>(n)}),
-			toNumpy(std::move(vSimplices), {static_cast<py::ssize_t>(numCells), 4}), neighbors);
+		py::array simplices(toNumpy(std::move(vSimplices), {static_cast<py::ssize_t>(numCells), 4}));
+		py::array representative(toNumpy(std::move(vRepresentative), {static_cast<py::ssize_t>(n)}));
+		if(bVoronoi) return py::make_tuple(representative, simplices, neighbors, py::none());
+		return py::make_tuple(representative, simplices, neighbors);
 	}
 
 	/// For each query row the number of a cell that contains it, -1 outside
@@ -427,8 +459,9 @@ PYBIND11_MODULE(_core, m)
 		"." + std::to_string(getRevisionNumber());
 	py::class_<Triangulation>(m, "Triangulation", "One Delaunay tetrahedralisation and its numbering.")
 		.def(py::init<bool, bool>(), py::arg("verbose"), py::arg("perturb") = false)
-		.def("insert", &Triangulation::insert, py::arg("points"),
-			"Inserts (n, 3) points; returns (representative, simplices, neighbors).")
+		.def("insert", &Triangulation::insert, py::arg("points"), py::arg("voronoi") = false,
+			"Inserts (n, 3) points; returns (representative, simplices, neighbors), and with voronoi the "
+			"Voronoi arrays of the mesh (or None) as a fourth item.")
 		.def("find_simplex", &Triangulation::findSimplex, py::arg("xi"),
 			"Cell number of each (n, 3) query row, -1 outside the hull.")
 		.def_property_readonly("is_3d", &Triangulation::is3D, "True once a tetrahedron exists.");

@@ -60,6 +60,12 @@ void DualArrays::computeVoronoi(const int32_t* pCorners, const Index* pNeighbors
 	pData->pVoronoi->compute(pCorners, pNeighbors, numCells, pXyz, numPoints);
 }
 
+void DualArrays::computeVoronoi(const Vorn_3D& dt, int32_t numPoints, FlatCells3& cells)
+{
+	pData->pVoronoi.reset(new Voronoi3);
+	pData->pVoronoi->compute(dt, numPoints, cells);
+}
+
 void DualArrays::dropWedges()
 {
 	Voronoi3& v(*pData->pVoronoi);

@@ -9,6 +9,7 @@
 
 namespace VORN3D {
 class Vorn_3D;
+struct FlatCells3;
 }
 
 namespace vorn3d_python {
@@ -29,6 +30,9 @@ public:
 	template<class Index>
 	void computeVoronoi(const int32_t* pCorners, const Index* pNeighbors, int64_t numCells, const double* pXyz,
 		int32_t numPoints);
+	/// Voronoi cells straight from a mesh whose vertices carry input
+	/// indices; cells receives the cells in the numbering the results use.
+	void computeVoronoi(const VORN3D::Vorn_3D& dt, int32_t numPoints, VORN3D::FlatCells3& cells);
 	/// Drops the ridges listed with fewer than three vertices (the vertex
 	/// at infinity and one more: a wedge along a hull edge that one cell
 	/// touches), which scipy does not list; in place, in order.

@@ -426,6 +426,32 @@ TEST_P(FlatInput, ShuffledCellsAndTheDirectEntryGiveTheMeshPathsResult)
 		vRenamed[k] = number;
 	}
 	expectSameDiagram(reference, direct, vRenamed);
+
+	// With the cells handed out: row k is the cell numbered k, and a second
+	// read of the mesh numbers the cells as the first did.
+	Voronoi3 withCells;
+	FlatCells3 cells;
+	withCells.compute(mesh.dt, n, cells);
+	ASSERT_EQ(cells.vCorners.size(), 4 * m);
+	ASSERT_EQ(cells.vNeighbors.size(), 4 * m);
+	ASSERT_EQ(cells.vXyz.size(), 3 * static_cast<size_t>(n));
+	for(size_t k = 0; k < m; ++k)
+	{
+		const Tet3* pTet(mesh.vCells[k]);
+		const size_t number(static_cast<size_t>(pTet->getCustomIndex()));
+		ASSERT_EQ(static_cast<int64_t>(number), vRenamed[k]) << k;
+		EXPECT_FALSE(pTet->hasBeenVisited) << k;
+		for(int i = 0; i < 4; ++i)
+		{
+			const Point3* p(pTet->getCorner(i));
+			EXPECT_EQ(cells.vCorners[4 * number + i], p->getIndex()) << k;
+			const Tet3* pOpp(pTet->getOppTet(i));
+			EXPECT_EQ(cells.vNeighbors[4 * number + i], pOpp != nullptr ? pOpp->getCustomIndex() : -1) << k;
+			const double* pXyz(&cells.vXyz[3 * static_cast<size_t>(p->getIndex())]);
+			EXPECT_TRUE(pXyz[0] == p->x() && pXyz[1] == p->y() && pXyz[2] == p->z()) << k;
+		}
+	}
+	expectSameDiagram(reference, withCells, vRenamed);
 }
 
 INSTANTIATE_TEST_SUITE_P(Inputs, FlatInput, ::testing::Values(0, 1));

@@ -124,23 +124,31 @@ class Delaunay(DelaunayGeometry):
     """
 
     def __init__(self, points, incremental=False, verbose=False, perturb=True, workers=1):
+        self._setup(points, incremental, verbose, perturb, workers, False)
+
+    def _setup(self, points, incremental, verbose, perturb, workers, voronoi):
+        """The constructor's work. With voronoi, returns the Voronoi arrays
+        read from the mesh together with the cells (see Voronoi), or None
+        where they were not (several threads, int64 cell numbers)."""
         points = _as_points(points)
         self._threads = _as_workers(workers)
         self._verbose = bool(verbose)
         self._perturb = bool(perturb)
         self._incremental = bool(incremental)
         self._closed = False
-        self._start(points)
+        cells = self._start(points, voronoi)
         if not self._mesh.is_3d:
             if len(points) < 4:
                 raise DelaunayError(f"at least 4 points are needed, got {len(points)}")
             raise DelaunayError(f"all {len(points)} points lie in one plane: no tetrahedron exists")
+        return cells
 
-    def _start(self, points):
+    def _start(self, points, voronoi=False):
         if self._threads != 1:
             self._build_flat(points)
-            return
-        self._add(Triangulation(self._verbose, self._perturb), np.empty((0, 3)), np.empty(0, dtype=np.int32), points)
+            return None
+        return self._add(Triangulation(self._verbose, self._perturb), np.empty((0, 3)), np.empty(0, dtype=np.int32),
+                         points, voronoi)
 
     def _insert(self, points):
         if self._threads != 1:
@@ -160,15 +168,17 @@ class Delaunay(DelaunayGeometry):
         for name in _DERIVED:
             self.__dict__.pop(name, None)
 
-    def _add(self, mesh, old_points, old_representative, points):
+    def _add(self, mesh, old_points, old_representative, points, voronoi=False):
         # The library rejects bad input whole, before any change: keep the
         # members as they are until it has accepted the points.
-        representative, simplices, neighbors = mesh.insert(points)
+        result = mesh.insert(points, voronoi)
+        representative, simplices, neighbors = result[:3]
         self._mesh, self._simplices, self._neighbors = mesh, simplices, neighbors
         self._points = np.concatenate([old_points, points]) if len(old_points) else points
         self._representative = np.concatenate([old_representative, representative])
         for name in _DERIVED:
             self.__dict__.pop(name, None)
+        return result[3] if voronoi else None
 
     @property
     def points(self):

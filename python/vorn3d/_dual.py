@@ -91,12 +91,6 @@ class DelaunayGeometry:
         return self.equations[:, :4] @ lifted + self.equations[:, 4]
 
 
-def _delaunay(points, workers):
-    from . import Delaunay
-
-    return points if isinstance(points, Delaunay) else Delaunay(points, workers=workers)
-
-
 class Voronoi:
     """Voronoi diagram of 3D points, dual to the exact Delaunay
     tetrahedralisation.
@@ -135,12 +129,22 @@ class Voronoi:
     def __init__(self, points, furthest_site=False, workers=1):
         if furthest_site:
             raise ValueError("furthest_site=True is not offered: only the nearest-site diagram")
-        self.delaunay = _delaunay(points, workers)
+        from . import Delaunay
+
+        arrays = None
+        if isinstance(points, Delaunay):
+            self.delaunay = points
+        else:
+            # One read of the new mesh numbers its cells and gives the
+            # Voronoi cells with them.
+            self.delaunay = Delaunay.__new__(Delaunay)
+            arrays = self.delaunay._setup(points, False, False, True, workers, True)
         self.furthest_site = False
-        # From the arrays the Delaunay object holds: no walk through the mesh.
         # An unbounded ridge with one finite vertex (a wedge along a hull
         # edge with a single cell) is not listed, as scipy lists none.
-        arrays = voronoi_arrays(self.delaunay.simplices, self.delaunay.neighbors, self.delaunay.points, drop_wedges=True)
+        if arrays is None:
+            arrays = voronoi_arrays(self.delaunay.simplices, self.delaunay.neighbors, self.delaunay.points,
+                                    drop_wedges=True)
         self.vertices = arrays["vertices"]
         self.ridge_points = arrays["ridge_points"]
         self.ridge_areas = arrays["ridge_areas"]

@@ -69,6 +69,51 @@ def test_voronoi_matches_scipy(name):
             assert ours.volumes[i] == pytest.approx(scipy.spatial.ConvexHull(corners).volume, rel=1e-9)
 
 
+def circumcentres(points, simplices):
+    """Circumcentres of the simplices, by numpy's solver."""
+    corners = points[simplices]
+    edges = corners[:, 1:] - corners[:, :1]
+    return corners[:, 0] + np.linalg.solve(2 * edges, (edges**2).sum(axis=2))
+
+
+def test_voronoi_of_points_agrees_with_the_voronoi_of_their_delaunay():
+    """Voronoi(points) reads the cells and the diagram from one mesh,
+    Voronoi(Delaunay(points)) from the Delaunay object's arrays, and with
+    int64 cell numbers the arrays are read as well: the same ridges, areas
+    and volumes, vertex k the circumcentre of simplex k in each, and the
+    mesh's own numbering behind find_simplex."""
+    pts = np.vstack([GENERAL["uniform"], GENERAL["uniform"][:20]])
+    direct, given = vorn3d.Voronoi(pts), vorn3d.Voronoi(vorn3d.Delaunay(pts))
+    vorn3d._core._set_int32_limit(1000)
+    try:
+        wide = vorn3d.Voronoi(pts)
+    finally:
+        vorn3d._core._set_int32_limit(2**31 - 1)
+    assert wide.delaunay.neighbors.dtype == np.int64 and direct.delaunay.neighbors.dtype == np.int32
+    faces = []
+    for v in (direct, given, wide):
+        simplices, neighbors = v.delaunay.simplices, v.delaunay.neighbors
+        corners = v.points[simplices]
+        assert (np.linalg.det(corners[:, 1:] - corners[:, :1]) > 0).all()
+        # neighbors[s, j] holds the facet opposite corner j of s.
+        for j in range(4):
+            inner = neighbors[:, j] >= 0
+            facet, across = np.delete(simplices[inner], j, axis=1), simplices[neighbors[inner, j]]
+            assert (facet[:, :, None] == across[:, None, :]).any(axis=2).all()
+        assert np.allclose(v.vertices, circumcentres(v.points, simplices), rtol=0, atol=1e-9)
+        faces.append(dict(zip(map(tuple, np.sort(v.ridge_points, axis=1).tolist()), v.ridge_areas)))
+        assert np.allclose(v.volumes, direct.volumes, rtol=1e-12) and np.array_equal(v.point_region, direct.point_region)
+    for other in faces[1:]:
+        assert other.keys() == faces[0].keys()
+        assert all(other[k] == pytest.approx(a, rel=1e-12) for k, a in faces[0].items())
+    # Points inside the hull: centroids of cells of scipy's tetrahedralisation.
+    xi = pts[scipy.spatial.Delaunay(pts).simplices[:200]].mean(axis=1)
+    cell = direct.delaunay.find_simplex(xi)
+    assert (cell >= 0).all()
+    bary = np.einsum("nij,nj->ni", direct.delaunay.transform[cell, :3], xi - direct.delaunay.transform[cell, 3])
+    assert (bary >= -1e-12).all() and (bary.sum(axis=1) <= 1 + 1e-12).all()
+
+
 def test_voronoi_arrays_take_int64_neighbors_and_refuse_bad_numbers():
     d = vorn3d.Delaunay(GENERAL["uniform"])
     small = voronoi_arrays(d.simplices, d.neighbors, d.points)
