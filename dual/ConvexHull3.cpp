@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <stdexcept>
 
 namespace VORN3D {
 
@@ -63,7 +64,16 @@ void hullPass(ConvexHull3& hull, const int32_t* pCorners, const Index* pNeighbor
 				// through the inside until the ring meets the hull again.
 				const int32_t s(pCell[aOutwardFacet[opp][(j + 1) % 3]]), t(pCell[aOutwardFacet[opp][(j + 2) % 3]]);
 				flat::EdgeWalk<Index> walk{pCorners, pNeighbors, s, t, pCell[opp], static_cast<int64_t>(k), q};
-				while(walk.step()) {}
+				size_t numSteps(0);
+				while(walk.step())
+					if(++numSteps > m)
+					{
+						walk.bBroken = true;
+						break;
+					}
+				if(walk.bBroken)
+					throw std::invalid_argument("ConvexHull3::compute(): the cells' neighbours do not lead around every "
+												"hull edge to the hull again: no tetrahedralisation");
 				hull.vNeighbors[3 * f + static_cast<size_t>(j)] = facetNumber(walk.cur, walk.exitPos);
 			}
 			addFacetGeometry(hull, f, point(aCorner[0]), point(aCorner[1]), point(aCorner[2]), ref);

@@ -92,7 +92,9 @@ public:
 	/// Voronoi vertex k is the circumcentre of cell k. The cells may come in
 	/// any order: the pass works on a copy in a spatial order (more than
 	/// 2^31 - 1 cells throw std::invalid_argument). Coordinates are read for
-	/// all numPoints points.
+	/// all numPoints points. Numbers must lie in range; neighbours that do
+	/// not close a ring around every edge (arrays of no tetrahedralisation)
+	/// throw std::invalid_argument, with the results left incomplete.
 	void compute(const int32_t* pCorners, const int64_t* pNeighbors, int64_t numCells, const double* pXyz,
 		int32_t numPoints);
 	void compute(const int32_t* pCorners, const int32_t* pNeighbors, int64_t numCells, const double* pXyz,
@@ -139,7 +141,9 @@ public:
 	/// vCells and indices as for Voronoi3::compute; facets are numbered in the
 	/// order of the cells' numbers.
 	void compute(const std::vector<Tet3*>& vCells);
-	/// The same from flat arrays, as Voronoi3::compute.
+	/// The same from flat arrays, as Voronoi3::compute; neighbours that do
+	/// not lead around a hull edge to the hull again throw
+	/// std::invalid_argument.
 	void compute(const int32_t* pCorners, const int64_t* pNeighbors, int64_t numCells, const double* pXyz);
 	void compute(const int32_t* pCorners, const int32_t* pNeighbors, int64_t numCells, const double* pXyz);
 

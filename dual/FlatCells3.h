@@ -59,8 +59,12 @@ struct EdgeWalk
 	/// Local edge (0..5, corner pairs 01 02 03 12 13 23) of (s, t) in cur
 	/// after a step.
 	int edge = -1;
+	/// Set, with step returning false, where the next cell lacks s, t or
+	/// y: arrays that are no tetrahedralisation.
+	bool bBroken = false;
 
-	/// Moves to the next cell; false, and no move, at the hull.
+	/// Moves to the next cell; false, and no move, at the hull (or where
+	/// the arrays are broken).
 	bool step()
 	{
 		const Index next(pNeighbors[Stride * cur + exitPos]);
@@ -68,6 +72,11 @@ struct EdgeWalk
 		const int32_t* d(pCorners + Stride * static_cast<int64_t>(next));
 		static const int aEdgeOf[4][4] = {{-1, 0, 1, 2}, {0, -1, 3, 4}, {1, 3, -1, 5}, {2, 4, 5, -1}};
 		const int ps(positionOf(d, s)), pt(positionOf(d, t)), py(positionOf(d, y));
+		if(d[ps] != s || d[pt] != t || d[py] != y || ps == pt || ps == py || pt == py)
+		{
+			bBroken = true;
+			return false;
+		}
 		edge = aEdgeOf[ps][pt];
 		exitPos = py;
 		y = d[6 - ps - pt - py];

@@ -81,6 +81,12 @@ void circumcentre(const Tet3* pTet, double aCentre[3])
 
 namespace {
 
+[[noreturn]] void throwBrokenRing()
+{
+	throw std::invalid_argument(
+		"Voronoi3::compute(): the cells' neighbours do not close a ring around every edge: no tetrahedralisation");
+}
+
 /// The Voronoi cells of local cells; out.numPoints is set.
 void voronoiPass(Voronoi3& out, const flat::LocalCells& local)
 {
@@ -156,10 +162,14 @@ void voronoiPass(Voronoi3& out, const flat::LocalCells& local)
 			{
 				if(!walk.step())
 				{
+					if(walk.bBroken) throwBrokenRing();
 					bOpen = true;
 					break;
 				}
 				if(walk.cur == static_cast<int64_t>(k)) break;
+				// Each cell lies once on each of its edges' rings: a walk that
+				// comes back to one would never close.
+				if(vDone[static_cast<size_t>(walk.cur)] & (1u << walk.edge)) throwBrokenRing();
 				vDone[static_cast<size_t>(walk.cur)] |= static_cast<unsigned char>(1u << walk.edge);
 				vRing.push_back(static_cast<int32_t>(walk.cur));
 				const double* pC(pCentres + 3 * static_cast<size_t>(walk.cur));
@@ -180,9 +190,11 @@ void voronoiPass(Voronoi3& out, const flat::LocalCells& local)
 				flat::EdgeWalk<int32_t, 8> back{pCorners, pNeighbors, s, t, c[off0], static_cast<int64_t>(k), off1};
 				while(back.step())
 				{
+					if(vDone[static_cast<size_t>(back.cur)] & (1u << back.edge)) throwBrokenRing();
 					vDone[static_cast<size_t>(back.cur)] |= static_cast<unsigned char>(1u << back.edge);
 					vBehind.push_back(static_cast<int32_t>(back.cur));
 				}
+				if(back.bBroken) throwBrokenRing();
 				vRing.insert(vRing.begin() + static_cast<std::ptrdiff_t>(first), vBehind.rbegin(), vBehind.rend());
 				vRing.insert(vRing.begin() + static_cast<std::ptrdiff_t>(first), -1);
 			}

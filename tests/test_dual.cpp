@@ -12,6 +12,7 @@
 #include <random>
 #include <set>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "Dual3.h"
@@ -455,6 +456,95 @@ TEST_P(FlatInput, ShuffledCellsAndTheDirectEntryGiveTheMeshPathsResult)
 }
 
 INSTANTIATE_TEST_SUITE_P(Inputs, FlatInput, ::testing::Values(0, 1));
+
+// Flat arrays whose neighbours are no tetrahedralisation's must be refused,
+// not walked for ever or outside the arrays: neighbours that lack the edge
+// being turned around, and neighbours that keep a turn inside one cell.
+TEST(FlatInput, NeighboursOfNoTetrahedralisationAreRefused)
+{
+	Mesh mesh(vtest::randomPoints(400, 9u));
+	FlatCells3 flat;
+	flattenCells(mesh.vCells, flat);
+	const int64_t m(static_cast<int64_t>(mesh.vCells.size()));
+	const int32_t n(static_cast<int32_t>(mesh.vPoints.size()));
+	const auto numHullFacets = [&](int64_t k) {
+		return std::count(&flat.vNeighbors[4 * k], &flat.vNeighbors[4 * k] + 4, -1);
+	};
+	const auto sharesCorner = [&](int64_t a, int64_t b) {
+		for(int i = 0; i < 4; ++i)
+			if(std::count(&flat.vCorners[4 * b], &flat.vCorners[4 * b] + 4, flat.vCorners[4 * a + i]) > 0) return true;
+		return false;
+	};
+	// An inner cell, a cell with one hull facet, and a cell far from both.
+	int64_t inner(0), outer(0), far(0);
+	while(numHullFacets(inner) != 0) ++inner;
+	while(numHullFacets(outer) != 1) ++outer;
+	while(sharesCorner(far, inner) || sharesCorner(far, outer)) ++far;
+	const auto pointAll = [&](int64_t k, int64_t to) {
+		std::vector<int32_t> v(flat.vNeighbors);
+		for(int i = 0; i < 4; ++i)
+			if(v[4 * k + i] >= 0) v[4 * k + i] = static_cast<int32_t>(to);
+		return v;
+	};
+	const std::string voronoiMessage(
+		"Voronoi3::compute(): the cells' neighbours do not close a ring around every edge: no tetrahedralisation");
+	const std::string hullMessage("ConvexHull3::compute(): the cells' neighbours do not lead around every hull edge "
+								  "to the hull again: no tetrahedralisation");
+	for(int64_t to : {far, inner})
+	{
+		const std::vector<int32_t> v(pointAll(inner, to));
+		Voronoi3 voronoi;
+		try
+		{
+			voronoi.compute(flat.vCorners.data(), v.data(), m, flat.vXyz.data(), n);
+			ADD_FAILURE() << "accepted, neighbours sent to " << to;
+		}
+		catch(const std::invalid_argument& e)
+		{
+			EXPECT_EQ(e.what(), voronoiMessage);
+		}
+	}
+	// Around the edge (s, t) of the hull facet of outer: outer, c1, c2 and
+	// on. c1 turned back to itself towards outer and c2 towards the cell
+	// after it keep the turn between c1 and c2 for ever, every step into a
+	// cell that has the facet crossed.
+	const auto position = [&](int64_t k, int32_t p) {
+		return static_cast<int>(std::find(&flat.vCorners[4 * k], &flat.vCorners[4 * k] + 4, p) - &flat.vCorners[4 * k]);
+	};
+	std::vector<int32_t> vBounce;
+	for(int64_t c0 = 0; c0 < m && vBounce.empty(); ++c0)
+	{
+		if(numHullFacets(c0) != 1) continue;
+		const int opp(static_cast<int>(std::find(&flat.vNeighbors[4 * c0], &flat.vNeighbors[4 * c0] + 4, -1) - &flat.vNeighbors[4 * c0]));
+		const int q((opp + 1) % 4);
+		const int32_t y(flat.vCorners[4 * c0 + opp]), yq(flat.vCorners[4 * c0 + q]);
+		const int64_t c1(flat.vNeighbors[4 * c0 + q]);
+		// c1's corner off the facet it shares with c0.
+		int32_t y1(-1);
+		for(int i = 0; i < 4; ++i)
+			if(std::count(&flat.vCorners[4 * c0], &flat.vCorners[4 * c0] + 4, flat.vCorners[4 * c1 + i]) == 0)
+				y1 = flat.vCorners[4 * c1 + i];
+		const int64_t c2(flat.vNeighbors[4 * c1 + position(c1, y)]);
+		if(c2 < 0 || flat.vNeighbors[4 * c2 + position(c2, y1)] < 0 || position(c2, yq) < 4) continue;
+		vBounce = flat.vNeighbors;
+		vBounce[4 * c1 + position(c1, y1)] = static_cast<int32_t>(c1);
+		vBounce[4 * c2 + position(c2, y1)] = static_cast<int32_t>(c2);
+	}
+	ASSERT_FALSE(vBounce.empty());
+	for(const std::vector<int32_t>& v : {pointAll(outer, far), vBounce})
+	{
+		ConvexHull3 hull;
+		try
+		{
+			hull.compute(flat.vCorners.data(), v.data(), m, flat.vXyz.data());
+			ADD_FAILURE() << "accepted";
+		}
+		catch(const std::invalid_argument& e)
+		{
+			EXPECT_EQ(e.what(), hullMessage);
+		}
+	}
+}
 
 TEST(CollectCells, KeepsAGivenNumberingAndRefusesABrokenOne)
 {

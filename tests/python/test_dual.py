@@ -138,6 +138,18 @@ def test_voronoi_arrays_take_int64_neighbors_and_refuse_bad_numbers():
     bad[0, 0] = len(bad)
     with pytest.raises(ValueError, match="simplices must name points, and neighbors cells or -1"):
         voronoi_arrays(d.simplices, bad, d.points)
+    # In range but no tetrahedralisation's: an inner cell whose neighbours
+    # are all a cell with none of its corners. Refused, not walked for ever.
+    inner = np.flatnonzero((d.neighbors >= 0).all(axis=1))[0]
+    far = np.flatnonzero(~np.isin(d.simplices, d.simplices[inner]).any(axis=1))[0]
+    wrong = d.neighbors.copy()
+    wrong[inner] = far
+    message = "the cells' neighbours do not close a ring around every edge: no tetrahedralisation"
+    with pytest.raises(ValueError, match=message):
+        voronoi_arrays(d.simplices, wrong, d.points)
+    d.neighbors[inner] = far
+    with pytest.raises(ValueError, match=message):
+        vorn3d.Voronoi(d)
 
 
 @pytest.mark.parametrize("n", [60, 700])
