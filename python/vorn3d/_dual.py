@@ -6,7 +6,7 @@ import functools
 
 import numpy as np
 
-from ._core import convex_hull, csr_lists, voronoi_arrays
+from ._core import convex_hull, csr_lists, region_arrays, voronoi_arrays
 
 # Qhull lifts input points to a paraboloid whose top it puts 10% above the
 # highest lifted input point; scipy exposes that scaling, and so do we.
@@ -188,17 +188,8 @@ class Voronoi:
         its own and is mapped to the earlier one's)."""
         # The cells with corner p, in increasing order, after -1 when p's
         # cell is unbounded.
-        corners = self.delaunay.simplices.ravel()
-        order = np.argsort(corners, kind="stable")
-        count = np.bincount(corners, minlength=self.npoints)
         unbounded = np.isinf(self.volumes) & (self.point_region == np.arange(self.npoints))
-        length = count + unbounded
-        start = np.concatenate([[0], np.cumsum(length)])
-        values = np.full(start[-1], -1, dtype=np.int64)
-        point = corners[order]
-        first_of_point = np.concatenate([[0], np.cumsum(count)])[point]
-        values[start[point] + unbounded[point] + np.arange(len(order)) - first_of_point] = order // 4
-        return csr_lists(start, values)
+        return csr_lists(*region_arrays(self.delaunay.simplices, unbounded))
 
     @functools.cached_property
     def ridge_dict(self):

@@ -1,6 +1,7 @@
 """vorn3d.Voronoi, ConvexHull, LinearNDInterpolator and the lifted members of
 vorn3d.Delaunay against scipy.spatial as a peer, and against regions whose
 volume is known."""
+import gc
 from fractions import Fraction
 
 import numpy as np
@@ -9,7 +10,7 @@ import scipy.interpolate
 import scipy.spatial
 
 import vorn3d
-from vorn3d._core import voronoi_arrays
+from vorn3d._core import region_arrays, voronoi_arrays
 
 RNG = np.random.default_rng(23)
 
@@ -150,6 +151,24 @@ def test_voronoi_arrays_take_int64_neighbors_and_refuse_bad_numbers():
     d.neighbors[inner] = far
     with pytest.raises(ValueError, match=message):
         vorn3d.Voronoi(d)
+    wrong = d.simplices.copy()
+    wrong[0, 0] = d.npoints
+    with pytest.raises(ValueError, match="simplices must name points"):
+        region_arrays(wrong, np.zeros(d.npoints, dtype=bool))
+
+
+@pytest.mark.parametrize("collecting", [True, False])
+def test_lists_leave_the_garbage_collector_as_they_found_it(collecting):
+    """The lists are built with the cyclic collector held off; it is on or
+    off afterwards as it was before."""
+    v = vorn3d.Voronoi(GENERAL["uniform"])
+    was = gc.isenabled()
+    (gc.enable if collecting else gc.disable)()
+    try:
+        assert len(v.ridge_vertices) == len(v.ridge_points) and len(v.regions) == v.npoints
+        assert gc.isenabled() == collecting
+    finally:
+        (gc.enable if was else gc.disable)()
 
 
 @pytest.mark.parametrize("n", [60, 700])
