@@ -153,33 +153,37 @@ void localFromMesh(const std::vector<Tet3*>& vCells, int32_t numPoints, LocalCel
 
 namespace {
 
-/// The cells of a search lie all over the kernel's pool, and waiting for
-/// each read in turn would cost most of a pass over them. The work on
-/// vQueue[b] asks ahead for what later work reads: the cell 16 places on,
-/// and for the cell 8 places on (asked for before) its neighbours' flags
-/// and numbers (the first and the last bytes of a cell) and its first
-/// numCorners corners. Only a hint: nothing depends on it but the time.
-void prefetchAhead(const std::vector<Tet3*>& vQueue, size_t b, int numCorners)
+/// A hint to the memory system; nothing depends on it but the time.
+inline void prefetch(const void* p)
 {
 #if defined(__GNUC__)
-	if(b + 16 < vQueue.size()) __builtin_prefetch(vQueue[b + 16]);
-	if(b + 8 >= vQueue.size()) return;
-	const Tet3* pAhead(vQueue[b + 8]);
+	__builtin_prefetch(p);
+#else
+	(void)p;
+#endif
+}
+
+/// Asks for what reading the neighbours of pTet touches: their flags and
+/// numbers, the first and the last bytes of a cell.
+inline void prefetchNeighbours(const Tet3* pTet)
+{
 	for(int i = 0; i < 4; ++i)
 	{
-		const Tet3* pOpp(pAhead->getOppTet(i));
-		if(pOpp != nullptr)
-		{
-			__builtin_prefetch(pOpp);
-			__builtin_prefetch(reinterpret_cast<const char*>(pOpp + 1) - 1);
-		}
-		if(i < numCorners) __builtin_prefetch(pAhead->getCorner(i));
+		const Tet3* pOpp(pTet->getOppTet(i));
+		if(pOpp == nullptr) continue;
+		prefetch(pOpp);
+		prefetch(reinterpret_cast<const char*>(pOpp + 1) - 1);
 	}
-#else
-	(void)vQueue;
-	(void)b;
-	(void)numCorners;
-#endif
+}
+
+/// The cells of a search lie all over the kernel's pool, and waiting for
+/// each read in turn would cost most of a pass over them. The work on
+/// vQueue[b] asks ahead for the cell 16 places on and for the neighbours
+/// of the cell 8 places on (asked for before).
+void prefetchAhead(const std::vector<Tet3*>& vQueue, size_t b)
+{
+	if(b + 16 < vQueue.size()) prefetch(vQueue[b + 16]);
+	if(b + 8 < vQueue.size()) prefetchNeighbours(vQueue[b + 8]);
 }
 
 } // namespace
@@ -267,16 +271,8 @@ public:
 		if(numHeld > 8)
 		{
 			const Tet3* pAhead(aHeld[(first + 7) & 15]);
-			for(int i = 0; i < 4; ++i)
-			{
-				const Tet3* pOpp(pAhead->getOppTet(i));
-				if(pOpp != nullptr)
-				{
-					prefetch(pOpp);
-					prefetch(reinterpret_cast<const char*>(pOpp + 1) - 1);
-				}
-				prefetch(pAhead->getCorner(i));
-			}
+			prefetchNeighbours(pAhead);
+			for(int i = 0; i < 4; ++i) prefetch(pAhead->getCorner(i));
 		}
 		if(numHeld > 4)
 		{
@@ -287,14 +283,6 @@ public:
 	}
 
 private:
-	static void prefetch(const void* p)
-	{
-#if defined(__GNUC__)
-		__builtin_prefetch(p);
-#else
-		(void)p;
-#endif
-	}
 	BoxLists& lists;
 	const std::vector<int32_t>& vLocalOf;
 	Tet3* aHeld[16];
@@ -479,7 +467,7 @@ void collectCells(const Vorn_3D& dt, std::vector<Tet3*>& vCells, bool bRenumber)
 	vCells.push_back(pStart);
 	for(size_t k = 0; k < vCells.size(); ++k)
 	{
-		flat::prefetchAhead(vCells, k, 0);
+		flat::prefetchAhead(vCells, k);
 		for(int i = 0; i < 4; ++i)
 		{
 			Tet3* pOpp(vCells[k]->getOppTet(i));
